@@ -1,0 +1,37 @@
+# The two front-door commands: `make test` builds everything and runs every
+# test; `make demo` runs the main job against the embedded simulated camera.
+
+BUILD ?= build
+JOBS ?= 2
+CMAKE_FLAGS ?= -DVKRN_WERROR=ON
+
+.PHONY: all deps build test demo sanitize clean
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+build: deps
+	cmake -S . -B $(BUILD) -G Ninja $(CMAKE_FLAGS)
+	cmake --build $(BUILD) -j$(JOBS)
+
+test: build
+	ctest --test-dir $(BUILD) --output-on-failure -j$(JOBS)
+	bash scripts/test-abi32.sh
+	bash scripts/test-windows.sh
+
+demo: build
+	$(BUILD)/examples/object_lifecycle
+
+# The suites under AddressSanitizer (with UndefinedBehaviorSanitizer) and
+# ThreadSanitizer, each in its own build folder.
+sanitize: deps
+	for s in address thread; do \
+	  cmake -S . -B $(BUILD)-$$s -G Ninja $(CMAKE_FLAGS) -DVKRN_SANITIZE=$$s && \
+	  cmake --build $(BUILD)-$$s -j$(JOBS) && \
+	  ctest --test-dir $(BUILD)-$$s --output-on-failure -j$(JOBS) || exit 1; \
+	done
+
+clean:
+	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64

@@ -1,0 +1,59 @@
+// Operations whose layers have not landed yet answer "not supported". Each
+// moves to the layer that implements it; this file shrinks to nothing.
+
+#include "object/Dslr1394Object.h"
+
+uint32_t Dslr1394Object::baseOpenCameraComm(uint16_t, DslrNotifyCallback, uintptr_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseCloseCameraComm() { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetVols(void*, uint16_t*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseFormatVol(const char*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetDirs(void*, uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::basecreateDir(const char*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseCreateDCFDir(const char*, char*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetFile(const char*, uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetFileSize(const char*, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetParsingHeader(const char*, uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::basePutFile(const char*, uint32_t, uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseDeleteFiles(const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetFileAttribs(const void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetFileTimes(const void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseReadSetting(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseWriteSetting(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetNotificationCB(DslrNotifyCallback, uintptr_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetModelDescrip(void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseDslrReadData(void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::base1394WriteData(const void*, uint32_t, void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseDslrOpenPort(const char*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseDslrClosePort() { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetUILock(uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseResetUILock(uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetDevelopParamSetting(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetDevelopParamSetting(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetRemoteAPIVersion(uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseReleaseControlEx(uint32_t, uint32_t, const void*, uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseReleaseControlGetReleasedData(uint32_t, uint32_t, uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseDslrResetTransfer(uint16_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::dsl1394MessageTxRx(const void*, uint32_t, void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::dsl1394MessageTx(const void*, uint32_t, uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseNotifyStart() { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseNotifyTerminate() { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::dsl1394TestFunction(uint32_t, void*, uint32_t, uint32_t*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetGammaLookupTable(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetGammaLookupTable(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetDirectWhiteBalanceSetting(uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetDirectWhiteBalanceSetting(uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetWhiteBalanceParameters(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetWhiteBalanceParameters(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetCustomFunctionSetting(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetCustomFunctionSetting(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetPersonalFunctionSetting(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetPersonalFunctionSetting(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetPersonalFunctionExSize(uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetPersonalFunctionEx(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetPersonalFunctionEx(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetUserColorMatrix(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetUserColorMatrix(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetJpegQuality(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetJpegQuality(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseSetWhiteBalanceShift(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
+uint32_t Dslr1394Object::baseGetWhilteBalanceShift(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
