@@ -1,0 +1,127 @@
+// Buffer objects: message and sense layouts, header checks, freeing once.
+
+#include "memory/message_buffer.h"
+#include "memory/sense_message.h"
+
+#include "VKRNQ402.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+
+namespace {
+
+struct Deleter {
+    void operator()(MemoryBuffer* buffer) const { delete buffer; }
+};
+template <typename T>
+using Owned = std::unique_ptr<T, Deleter>;
+
+DWORD wordAt(const BYTE* bytes, int offset)
+{
+    DWORD word;
+    std::memcpy(&word, bytes + offset, 4);
+    return word;
+}
+
+TEST(MessageBuffer, TransferMessageIsHeaderThenData)
+{
+    Owned<MessageBuffer> empty(new MessageBuffer);
+    ASSERT_EQ(empty->CreateTransferMessage(0x10000010, nullptr, 0), vkRN_OK);
+    ASSERT_EQ(empty->GetBufferSize(), 8u);
+    EXPECT_EQ(wordAt(empty->GetBufferPointer(), 0), 0x10000010u);
+    EXPECT_EQ(wordAt(empty->GetBufferPointer(), 4), 0u);
+
+    const BYTE payload[] = {1, 2, 3, 4, 5};
+    Owned<MessageBuffer> message(new MessageBuffer);
+    ASSERT_EQ(message->CreateTransferMessage(7, payload, 5), vkRN_OK);
+    EXPECT_EQ(message->GetBufferSize(), 13u);
+    EXPECT_EQ(wordAt(message->GetBufferPointer(), 4), 5u);
+    EXPECT_EQ(std::memcmp(message->GetDataPointer(), payload, 5), 0);
+}
+
+TEST(MessageBuffer, ImpossibleRequestsAreRefusedWithoutAllocating)
+{
+    Owned<MessageBuffer> message(new MessageBuffer);
+    EXPECT_EQ(message->CreateBuffer(0), vkRNERROR_INVALID_PARAMETER);
+    EXPECT_EQ(message->CreateTransferMessage(1, nullptr, 4), vkRNERROR_INVALID_PARAMETER);
+    EXPECT_EQ(message->CreateRecivedMessageBuffer(0xFFFFFFFFu), vkRNERROR_INVALID_PARAMETER);
+    EXPECT_EQ(message->GetBufferPointer(), nullptr);
+    EXPECT_EQ(message->GetDataPointer(), nullptr);
+    Owned<SenseMessage> sense(new SenseMessage);
+    EXPECT_EQ(sense->CreateSenseMessageBuffer(0xFFFFFFF0u), vkRNERROR_INVALID_PARAMETER);
+}
+
+TEST(MessageBuffer, ReceivedHeaderIsCheckedAgainstExpectations)
+{
+    LogCapture log(0x1);
+    Owned<MessageBuffer> message(new MessageBuffer);
+    ASSERT_EQ(message->CreateRecivedMessageBuffer(12), vkRN_OK);
+    EXPECT_EQ(message->GetBufferSize(), 20u);
+    const DWORD header[2] = {0x20000010, 12};
+    std::memcpy(message->GetBufferPointer(), header, sizeof(header));
+
+    struct Case {
+        DWORD type, length, result;
+    } cases[] = {
+        {0x20000010, 12, vkRN_OK},
+        {0x20000011, 12, vkRNERROR_INVALID_PARAMETER},
+        {0x20000010, 16, vkRNERROR_INVALID_PARAMETER},
+    };
+    for (const Case& c : cases) EXPECT_EQ(message->CheckRecivedMessage(c.type, c.length), c.result);
+    EXPECT_TRUE(log.contains("CheckRecivedMessage: messageType was not in agreement."));
+    EXPECT_TRUE(log.contains("CheckRecivedMessage: length was not in agreement(0x10,0xc)."));
+
+    Owned<MessageBuffer> empty(new MessageBuffer);
+    EXPECT_EQ(empty->CheckRecivedMessage(0, 0), vkRNERROR_OUT_OF_MEMORY);
+}
+
+TEST(MemoryBuffer, FreesOnceAndRefusesADamagedHeader)
+{
+    LogCapture log(0x1 | 0x4);
+    Owned<MessageBuffer> message(new MessageBuffer);
+    ASSERT_EQ(message->CreateBuffer(16), vkRN_OK);
+    MEMOBJ_HEADER* header = MEM_HeaderOf(message->GetBufferPointer());
+    header->dwMemDataSize = 17;
+    EXPECT_EQ(message->FreeBufferMemory(), vkRNERROR_INVALID_PARAMETER);
+    EXPECT_NE(message->GetBufferPointer(), nullptr);  // still held, not freed
+    EXPECT_TRUE(log.contains("FreeBuffer: MemoryValid() has returned the error."));
+    EXPECT_TRUE(log.contains("MemoryValid: m_bufferSize(0x10), MEMOBJ_HEADER.dwMemDataSize(0x11)."));
+
+    header->dwMemDataSize = 16;
+    EXPECT_EQ(message->FreeBufferMemory(), vkRN_OK);
+    EXPECT_EQ(message->GetBufferPointer(), nullptr);
+    EXPECT_EQ(message->GetBufferSize(), 0u);
+    EXPECT_EQ(message->FreeBufferMemory(), vkRN_OK);
+    EXPECT_TRUE(log.contains(":<CHECK>: FreeBuffer: m_bufferPtr is NULL."));
+}
+
+TEST(SenseMessage, QualifierOnlyWhenKeyAndCodeMatch)
+{
+    struct Case {
+        BYTE byte2, asc, ascq;
+        BYTE result;
+    } cases[] = {
+        {0x89, 0x80, 0x05, 5},  // flags in the high bits do not hide the key
+        {0x89, 0x81, 0x05, 0},
+        {0x08, 0x80, 0x05, 0},
+        {0x09, 0x80, 0x00, 0},
+    };
+    for (const Case& c : cases) {
+        Owned<SenseMessage> sense(new SenseMessage);
+        ASSERT_EQ(sense->CreateSenseMessageBuffer(64), vkRN_OK);
+        ASSERT_EQ(sense->GetBufferSize(), 84u);
+        BYTE* bytes = sense->GetBufferPointer();
+        bytes[2] = c.byte2;
+        bytes[12] = c.asc;
+        bytes[13] = c.ascq;
+        EXPECT_EQ(sense->CheckSenseMessage(9, 0x80), c.result);
+        EXPECT_EQ(sense->GetDataPointer(), bytes + 20);
+    }
+    Owned<SenseMessage> empty(new SenseMessage);
+    EXPECT_EQ(empty->CheckSenseMessage(9, 0x80), 0);
+}
+
+}  // namespace

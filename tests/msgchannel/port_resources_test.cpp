@@ -1,0 +1,244 @@
+// The message channel's port: its four resources, their names, the shared
+// no-device flag, and what two users of one port share.
+
+#include "msgchannel/ScsiScanManager.h"
+
+#include "VKRNQ402.h"
+#include "platform/platform_api.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+
+#ifndef _WIN32
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+struct ManagerDeleter {
+    void operator()(ScsiScanManager* manager) const { delete manager; }
+};
+using Manager = std::unique_ptr<ScsiScanManager, ManagerDeleter>;
+Manager newManager() { return Manager(new ScsiScanManager); }
+
+std::string uniqueName(const std::string& prefix)
+{
+    static std::atomic<int> counter{0};
+    return prefix + std::to_string(os::GetCurrentProcessId()) + "-" + std::to_string(counter++);
+}
+
+// A plain file stands in for the device: opening the port needs nothing more
+// of it. The path ends in "<folder>\<baseName>" on every system, so that the
+// part after the last backslash, which names the shared objects, is baseName.
+class FakeDevice {
+public:
+    explicit FakeDevice(const std::string& baseName, const std::string& folder = uniqueName("dev"))
+    {
+        namespace fs = std::filesystem;
+        fs::path temp = fs::temp_directory_path();
+#ifdef _WIN32
+        fs::create_directories(temp / folder);
+        m_path = (temp / folder).string() + "\\" + baseName;
+#else
+        m_path = (temp / (folder + "\\" + baseName)).string();
+#endif
+        std::ofstream(m_path).put('\0');
+    }
+    ~FakeDevice() { std::remove(m_path.c_str()); }
+    const char* path() const { return m_path.c_str(); }
+
+private:
+    std::string m_path;
+};
+
+TEST(PortNames, OnlyTheBaseNameEntersTheObjectNames)
+{
+    struct Case {
+        const char* port;
+        const char* mutexName;
+        const char* mapName;
+    } cases[] = {
+        {"\\\\.\\Usbscan0", "_DSLR1394_Usbscan0", "TerminateFlagFileMap_Q317_Usbscan0"},
+        {"a\\b\\cam", "_DSLR1394_cam", "TerminateFlagFileMap_Q317_cam"},
+        {"sim:cam/1", "_DSLR1394_sim:cam/1", "TerminateFlagFileMap_Q317_sim:cam/1"},
+        {"trailing\\", "_DSLR1394_", "TerminateFlagFileMap_Q317_"},
+    };
+    for (const Case& c : cases) {
+        Manager manager = newManager();
+        std::snprintf(manager->m_portName, kPortNameSize, "%s", c.port);
+        char name[kPortNameSize] = {};
+        ASSERT_EQ(manager->CreateMutexObjectName(name), vkRN_OK);
+        EXPECT_STREQ(name, c.mutexName);
+        char mapName[kPortNameSize] = {};
+        ASSERT_EQ(manager->CreateMapFileObjectName(mapName), vkRN_OK);
+        EXPECT_STREQ(mapName, c.mapName);
+    }
+    Manager manager = newManager();
+    std::string longBase(250, 'n');
+    std::snprintf(manager->m_portName, kPortNameSize, "%s", longBase.c_str());
+    char name[kPortNameSize] = {};
+    EXPECT_EQ(manager->CreateMapFileObjectName(name), vkRNERROR_INVALID_PARAMETER);
+}
+
+TEST(Port, BadPortNamesAreRefusedAndLeaveThePortClosed)
+{
+    std::string tooLong(kPortNameSize, 'p');
+    struct Case {
+        const char* port;
+        DWORD result;
+    } cases[] = {
+        {nullptr, vkRNERROR_INVALID_PARAMETER},
+        {"", vkRNERROR_INVALID_PARAMETER},
+        {"x", vkRNERROR_INVALID_PARAMETER},
+        {tooLong.c_str(), vkRNERROR_INVALID_PARAMETER},
+        {"/nonexistent-device-path/vkrn0", vkRNERROR_DEVICE_NOT_AVAILABLE},
+    };
+    for (const Case& c : cases) {
+        Manager manager = newManager();
+        EXPECT_EQ(manager->OpenPort(c.port), c.result);
+        EXPECT_EQ(manager->m_portOpenCount, 0u);
+        EXPECT_EQ(manager->m_hDevice, INVALID_HANDLE_VALUE);
+        EXPECT_EQ(manager->ClosePort(), vkRNERROR_PORT_NOT_OPEN);
+    }
+}
+
+TEST(Port, OpensAreCountedAndTheLastCloseClosesEverything)
+{
+    FakeDevice device(uniqueName("cam"));
+    Manager manager = newManager();
+    ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
+    HANDLE handles[] = {manager->m_hDevice, manager->m_hAccessMutex, manager->m_hOverlappedEvent,
+                        manager->m_hMapFile};
+    for (HANDLE h : handles) EXPECT_NE(h, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(manager->ReadMapFile(), 1u);
+
+    ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
+    EXPECT_EQ(manager->m_portOpenCount, 2u);
+    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
+    EXPECT_EQ(manager->m_portOpenCount, 1u);
+    EXPECT_EQ(manager->m_hDevice, handles[0]);
+
+    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
+    EXPECT_EQ(manager->m_portOpenCount, 0u);
+    for (HANDLE h : {manager->m_hDevice, manager->m_hAccessMutex, manager->m_hOverlappedEvent,
+                     manager->m_hMapFile}) {
+        EXPECT_EQ(h, INVALID_HANDLE_VALUE);
+    }
+    EXPECT_EQ(manager->ClosePort(), vkRNERROR_PORT_NOT_OPEN);
+}
+
+TEST(Port, TwoUsersOfOneBaseNameShareMutexAndFlag)
+{
+    std::string baseName = uniqueName("cam");
+    FakeDevice first(baseName, uniqueName("left"));
+    FakeDevice second(baseName, uniqueName("right"));
+    Manager a = newManager();
+    Manager b = newManager();
+    ASSERT_EQ(a->OpenPort(first.path()), vkRN_OK);
+    ASSERT_EQ(a->WriteMapFile(0), vkRN_OK);
+    ASSERT_EQ(b->OpenPort(second.path()), vkRN_OK);
+    EXPECT_EQ(a->ReadMapFile(), 1u);  // the newcomer raised the shared flag
+
+    ASSERT_EQ(a->WaitForMutexObject(30000), vkRN_OK);
+    DWORD otherThreadResult = 0;
+    std::thread other([&] { otherThreadResult = b->WaitForMutexObject(50); });
+    other.join();
+    EXPECT_EQ(otherThreadResult, vkRNERROR_TRANSFER_FAILED);
+    os::ReleaseMutex(a->m_hAccessMutex);
+
+    EXPECT_EQ(b->ClosePort(), vkRN_OK);
+    EXPECT_EQ(a->ClosePort(), vkRN_OK);
+}
+
+TEST(Port, FlagReadsAndProbeOnlyWhereTheSystemNeedsIt)
+{
+    FakeDevice device(uniqueName("cam"));
+    Manager manager = newManager();
+    ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
+    {
+        LogCapture log(0xFF);
+        ASSERT_EQ(manager->WriteMapFile(0), vkRN_OK);
+        EXPECT_EQ(manager->ReadMapFile(), 0u);
+        EXPECT_TRUE(log.contains("     ReadMapFile: Get noDeviceFlag to MapFile(0)."));
+        EXPECT_EQ(manager->CheckDeviceHandle(), vkRN_OK);
+        EXPECT_FALSE(log.contains("CheckDeviceHandle"));
+    }
+    // Windows 98 opens the path again to see whether the device is there.
+    OSVERSIONINFOA actual = manager->m_osVersionInfo;
+    manager->m_osVersionInfo.dwPlatformId = VER_PLATFORM_WIN32_WINDOWS;
+    manager->m_osVersionInfo.dwMajorVersion = 4;
+    manager->m_osVersionInfo.dwMinorVersion = 10;
+    EXPECT_EQ(manager->CheckDeviceHandle(), vkRN_OK);
+    std::snprintf(manager->m_portName, kPortNameSize, "%s", "/nonexistent-device-path/gone");
+    EXPECT_EQ(manager->CheckDeviceHandle(), vkRNERROR_DEVICE_NOT_AVAILABLE);
+    manager->m_osVersionInfo = actual;
+    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
+}
+
+#ifndef _WIN32
+
+// Runs `body` in a child process and returns its exit status.
+template <typename Body>
+int inChild(Body body)
+{
+    pid_t pid = fork();
+    if (pid == 0) _exit(body());
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return status;
+}
+
+TEST(PortAcrossProcesses, SecondProcessOpensTheGuardedMutexAndRaisesTheFlag)
+{
+    FakeDevice device(uniqueName("cam"));
+    Manager manager = newManager();
+    ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
+    ASSERT_EQ(manager->WriteMapFile(0), vkRN_OK);
+    int status = inChild([&] {
+        LogCapture log(0x4);
+        Manager mine = newManager();
+        if (mine->OpenPort(device.path()) != vkRN_OK) return 1;
+        // The creator's descriptor keeps others from opening with full access.
+        if (!log.contains("CreateMutexHandle: OpenMutex was successful")) return 2;
+        return mine->ClosePort() == vkRN_OK ? 0 : 3;
+    });
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(manager->ReadMapFile(), 1u);
+    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
+}
+
+TEST(PortAcrossProcesses, MutexOfAKilledOwnerIsTaken)
+{
+    FakeDevice device(uniqueName("cam"));
+    Manager manager = newManager();
+    ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
+    int status = inChild([&] {
+        Manager mine = newManager();
+        if (mine->OpenPort(device.path()) != vkRN_OK || mine->WaitForMutexObject(30000) != vkRN_OK) {
+            return 1;
+        }
+        raise(SIGKILL);
+        return 2;
+    });
+    ASSERT_TRUE(WIFSIGNALED(status));
+    LogCapture log(0x4);
+    EXPECT_EQ(manager->WaitForMutexObject(30000), vkRN_OK);
+    EXPECT_TRUE(log.contains("WaitForMutexObject: WaitForSingleObject return WAIT_ABANDONED."));
+    os::ReleaseMutex(manager->m_hAccessMutex);
+    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
+}
+
+#endif  // _WIN32
+
+}  // namespace

@@ -1,0 +1,69 @@
+// The device object's life: creation, defaults, reserved slots, teardown.
+
+#include "VKRNQ402.h"
+#include "msgchannel/ScsiScanManager.h"
+#include "object/Dslr1394Object.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+Dslr1394Object* asImplementation(DslrObject* object) { return static_cast<Dslr1394Object*>(object); }
+
+TEST(DeviceObject, FreshObjectHoldsItsDefaults)
+{
+    DslrObject* object = DSLR_GetObject();
+    ASSERT_NE(object, nullptr);
+    Dslr1394Object* self = asImplementation(object);
+    EXPECT_NE(self->m_scsiScanMngrPtr, nullptr);
+    EXPECT_EQ(self->m_dwSizeOfMaxScsiData, 0xFF00u);
+    EXPECT_EQ(self->m_bExitNotifyThreadFlg, 1);
+    EXPECT_EQ(self->m_bExitPollThreadFlg, 0);
+    EXPECT_EQ(self->m_hDevice, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(self->m_hInterruptThread, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(self->m_hNotificationThread, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(self->m_hMapFile, nullptr);
+    EXPECT_EQ(self->m_hDeviceAccessMutex, nullptr);
+    EXPECT_EQ(self->m_pfnNotifyCallback, nullptr);
+    EXPECT_EQ(self->m_portName[0], '\0');
+    EXPECT_EQ(self->m_lastRapi.dwCommand | self->m_lastRapi.dwStatus | self->m_lastRapi.dwRemaining, 0u);
+    EXPECT_EQ(self->m_scsiScanMngrPtr->m_portOpenCount, 0u);
+    DSLR_DeleteObject(object);
+}
+
+TEST(DeviceObject, ReservedSlotsAreNotSupported)
+{
+    DslrObject* object = DSLR_GetObject();
+    ASSERT_NE(object, nullptr);
+    Dslr1394Object* self = asImplementation(object);
+    const uint32_t results[] = {
+        object->baseReserved03(1, 2, 3, 4), object->baseReserved04(1), object->baseReserved06(1, 2, 3),
+        object->baseReserved11(1), object->baseReserved21(1, 2), object->baseReserved34(1),
+        object->baseReserved52(1, 2), object->baseReserved53(1, 2), self->baseReserved65(),
+        self->baseReserved66(), self->baseReserved67(), self->baseReserved68(1),
+        self->baseReserved69(1), self->baseReserved70(1, 2), self->baseReserved71(1),
+        self->baseReserved72(1, 2), self->baseReserved73(1, 2, 3), self->baseReserved74(1, 2, 3),
+        self->baseReserved75(1), self->baseReserved76(1, 2, 3, 4, 5), self->baseReserved77(1, 2, 3),
+        self->baseReserved78(1, 2), self->baseReserved79(1, 2, 3, 4, 5),
+    };
+    for (uint32_t result : results) EXPECT_EQ(result, vkRNERROR_NOT_SUPPORTED);
+    DSLR_DeleteObject(object);
+}
+
+TEST(DeviceObject, DeleteOfNullDoesNothing) { DSLR_DeleteObject(nullptr); }
+
+TEST(DeviceObject, TeardownOfAnUnopenedObjectClosesNothing)
+{
+    LogCapture log(0x1 | 0x4);
+    DSLR_DeleteObject(DSLR_GetObject());
+    EXPECT_FALSE(log.contains("Failed to CloseHandle"));
+    EXPECT_TRUE(log.contains(":<CHECK>: Initialize: It succeeded in allocation."));
+    std::string text = log.text();
+    std::string before = ":<CHECK>: Initialize: Before delete m_scsiScanMngrPtr.";
+    std::size_t first = text.find(before);
+    ASSERT_NE(first, std::string::npos);
+    EXPECT_NE(text.find(before, first + 1), std::string::npos);  // before and after the delete
+}
+
+}  // namespace
