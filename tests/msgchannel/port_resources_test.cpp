@@ -220,6 +220,11 @@ TEST(PortAcrossProcesses, SecondProcessOpensTheGuardedMutexAndRaisesTheFlag)
 
 TEST(PortAcrossProcesses, MutexOfAKilledOwnerIsTaken)
 {
+#if defined(__SANITIZE_THREAD__)
+    // ThreadSanitizer does not see a lock taken over from a dead process
+    // (EOWNERDEAD) as held and reports the release; the other builds run it.
+    GTEST_SKIP() << "ownership taken over from a dead process is outside ThreadSanitizer's model";
+#endif
     FakeDevice device(uniqueName("cam"));
     Manager manager = newManager();
     ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);

@@ -1,0 +1,103 @@
+// Fault injection through the platform table.
+//
+// While a FaultPlan lives, the table's operations that can fail are wrapped:
+// each call is counted, the calls chosen with fail() return their Win32
+// failure value with the given last error, and blocks allocated through the
+// table are tracked so that a test can see whether anything was left behind.
+// Plans and clocks restore the table they found when they end; end them in
+// the reverse order of their creation.
+#pragma once
+
+#include "platform/platform_api.h"
+
+#include <atomic>
+#include <cstddef>
+#include <mutex>
+#include <set>
+
+enum class Op {
+    Malloc,
+    Calloc,
+    LocalAlloc,
+    CloseHandle,
+    CreateFileA,
+    DeviceIoControl,
+    GetOverlappedResult,
+    CreateEventA,
+    CreateMutexA,
+    OpenMutexA,
+    ReleaseMutex,
+    WaitForSingleObject,
+    CreateFileMappingA,
+    MapViewOfFile,
+    UnmapViewOfFile,
+    AllocateAndInitializeSid,
+    InitializeAcl,
+    AddAccessDeniedAce,
+    AddAccessAllowedAce,
+    InitializeSecurityDescriptor,
+    SetSecurityDescriptorDacl,
+    CreateThread,
+    GetExitCodeThread,
+    GetVersionExA,
+    Count
+};
+
+const char* OpName(Op op);
+
+class FaultPlan {
+public:
+    FaultPlan();
+    ~FaultPlan();
+    FaultPlan(const FaultPlan&) = delete;
+    FaultPlan& operator=(const FaultPlan&) = delete;
+
+    // The nth call (1-based, counted from the plan's start) of op fails with
+    // `error` as the last error. Waits fail with `waitResult`.
+    void fail(Op op, unsigned nth, DWORD error = ERROR_GEN_FAILURE, DWORD waitResult = WAIT_FAILED);
+    unsigned calls(Op op) const { return m_calls[static_cast<int>(op)].load(); }
+    // Blocks allocated through the table during the plan and not freed.
+    std::size_t outstandingAllocations() const;
+
+    // For the wrappers.
+    static FaultPlan* current();
+    const os::Api& saved() const { return m_saved; }
+    bool failsNow(Op op);
+    DWORD waitResult() const { return m_waitResult; }
+    void allocated(void* block);
+    void freed(void* block);
+
+private:
+    os::Api m_saved;
+    FaultPlan* m_previous;
+    std::atomic<unsigned> m_calls[static_cast<int>(Op::Count)] = {};
+    unsigned m_failAt[static_cast<int>(Op::Count)] = {};
+    DWORD m_error[static_cast<int>(Op::Count)] = {};
+    DWORD m_waitResult = WAIT_FAILED;
+    mutable std::mutex m_blocksLock;
+    std::set<void*> m_blocks;
+};
+
+// Runs time fast: waits and sleeps take 1/factor of their time (at least
+// 1 ms; INFINITE stays infinite) and the clocks advance factor times faster.
+class FastClock {
+public:
+    explicit FastClock(unsigned factor);
+    ~FastClock();
+    FastClock(const FastClock&) = delete;
+    FastClock& operator=(const FastClock&) = delete;
+
+    static FastClock* current();
+    const os::Api& saved() const { return m_saved; }
+    DWORD scaled(DWORD milliseconds) const;
+    DWORD now(DWORD realNow) const;
+
+private:
+    os::Api m_saved;
+    FastClock* m_previous;
+    unsigned m_factor;
+    DWORD m_start;
+};
+
+// Live handles of this process, for leak checks.
+std::size_t openHandleCount();
