@@ -11,7 +11,9 @@ namespace {
 void report(const char* step, uint32_t result)
 {
     std::printf("  %-44s -> 0x%08" PRIX32 "%s\n", step, result,
-                result == vkRN_OK ? " (ok)" : result == vkRNERROR_NOT_SUPPORTED ? " (not supported)" : "");
+                result == vkRN_OK                   ? " (ok)"
+                : result == vkRNERROR_NOT_SUPPORTED ? " (not supported)"
+                                                    : "");
 }
 
 }  // namespace

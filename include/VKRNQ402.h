@@ -74,6 +74,7 @@ typedef uint32_t(DSLR_STDCALL* DslrNotifyCallback)(uint32_t eventId, void* param
 
 /* The device object. Records whose layout belongs to one operation are passed
  * as untyped pointers here; their layouts are documented with the operations. */
+// clang-format off
 class DslrObject {
 public:
     /* Slot 0: destroys the object; bit 0 of the flag set also frees its memory.
@@ -151,6 +152,7 @@ protected:
     DslrObject(const DslrObject&) = delete;
     DslrObject& operator=(const DslrObject&) = delete;
 };
+// clang-format on
 
 extern "C" {
 /* Creates a device object, or returns null. Export ordinal 2. */

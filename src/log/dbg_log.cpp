@@ -65,8 +65,8 @@ std::uint32_t Dbg_GetLogLevel()
     DWORD type = 0;
     DWORD size = sizeof(value);
     // The value's type is not checked: any 4-byte value is taken as the word.
-    if (os::RegQueryValueExA(key, "dslrLogLevel", nullptr, &type,
-                             reinterpret_cast<LPBYTE>(&value), &size) != ERROR_SUCCESS) {
+    if (os::RegQueryValueExA(key, "dslrLogLevel", nullptr, &type, reinterpret_cast<LPBYTE>(&value),
+                             &size) != ERROR_SUCCESS) {
         value = 0;
     }
     g_flagWord.store(value);

@@ -6,13 +6,13 @@
 
 namespace {
 
-constexpr std::uint32_t kErrors = 0x001;        // errors, error texts, system calls, lengths
-constexpr std::uint32_t kEntryExit = 0x002;     // entry and exit of every function
-constexpr std::uint32_t kChecks = 0x004;        // checks, values, timings
+constexpr std::uint32_t kErrors = 0x001;     // errors, error texts, system calls, lengths
+constexpr std::uint32_t kEntryExit = 0x002;  // entry and exit of every function
+constexpr std::uint32_t kChecks = 0x004;     // checks, values, timings
 constexpr std::uint32_t kData = 0x008;
 constexpr std::uint32_t kEvents = 0x010;
 constexpr std::uint32_t kDumps = 0x020;
-constexpr std::uint32_t kDetail = 0x040;        // detail, entry and exit of "_" functions
+constexpr std::uint32_t kDetail = 0x040;  // detail, entry and exit of "_" functions
 constexpr std::uint32_t kTimings = 0x200;
 
 constexpr const char* kBlankMarker = ":       :";

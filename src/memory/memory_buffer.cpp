@@ -58,15 +58,17 @@ DWORD MemoryBuffer::MemoryValid()
     if (header->vMemDataPtr != m_bufferPtr) {
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
                    "MemoryValid: m_bufferPtr and MEMOBJ_HEADER.vMemDataPtr are not in agreement");
-        Dbg_Printf(DBG_TAG_VKRN, DBG_VALUE,
-                   "MemoryValid: m_bufferPtr(0x%08lx), MEMOBJ_HEADER.vMemDataPtr(0x%08lx)",
-                   static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(m_bufferPtr)),
-                   static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(header->vMemDataPtr)));
+        Dbg_Printf(
+            DBG_TAG_VKRN, DBG_VALUE,
+            "MemoryValid: m_bufferPtr(0x%08lx), MEMOBJ_HEADER.vMemDataPtr(0x%08lx)",
+            static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(m_bufferPtr)),
+            static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(header->vMemDataPtr)));
         result = vkRNERROR_INVALID_PARAMETER;
     } else {
-        Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
-                   "MemoryValid: m_bufferPtr and MEMOBJ_HEADER.vMemDataPtr are in agreement(0x%08lx)",
-                   static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(m_bufferPtr)));
+        Dbg_Printf(
+            DBG_TAG_VKRN, DBG_CHECK,
+            "MemoryValid: m_bufferPtr and MEMOBJ_HEADER.vMemDataPtr are in agreement(0x%08lx)",
+            static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(m_bufferPtr)));
         if (header->dwMemDataSize != m_bufferSize) {
             Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
                        "MemoryValid: m_bufferSize and MEMOBJ_HEADER.dwMemDataSize are not in "

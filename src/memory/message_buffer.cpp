@@ -40,7 +40,8 @@ DWORD MessageBuffer::CheckRecivedMessage(DWORD messageType, DWORD length)
         Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK, "CheckRecivedMessage: GetBufferPointer went wrong");
         result = vkRNERROR_OUT_OF_MEMORY;
     } else if (receivedType != messageType) {
-        Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "CheckRecivedMessage: messageType was not in agreement");
+        Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
+                   "CheckRecivedMessage: messageType was not in agreement");
         result = vkRNERROR_INVALID_PARAMETER;
     } else if (receivedLength != length) {
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,

@@ -44,7 +44,8 @@ DWORD SenseMessage::CreateSenseMessageBuffer(DWORD length)
     DWORD result = length <= 0xFFFFFFFFu - kSenseDataSize ? CreateBuffer(length + kSenseDataSize)
                                                           : vkRNERROR_INVALID_PARAMETER;
     if (result == vkRN_OK) {
-        Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK, "CreateSenseMessageBuffer: CreateBuffer was successful");
+        Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
+                   "CreateSenseMessageBuffer: CreateBuffer was successful");
     } else {
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "CreateSenseMessageBuffer: CreateBuffer went wrong");
     }

@@ -23,7 +23,8 @@ void* MEM_InitHeader(void* allocation, DWORD size)
 void* MEM_AllocateMemory(DWORD size)
 {
     FunctionTrace trace(DBG_TAG_VKRN, "MEM_AllocateMemory()");
-    void* allocation = MEM_FitsWithHeader(size) ? os::Calloc(1, size + sizeof(MEMOBJ_HEADER)) : nullptr;
+    void* allocation =
+        MEM_FitsWithHeader(size) ? os::Calloc(1, size + sizeof(MEMOBJ_HEADER)) : nullptr;
     void* data = nullptr;
     if (allocation == nullptr) {
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "MEM_AllocateMemory:  Failed to allocate memory");
@@ -36,7 +37,8 @@ void* MEM_AllocateMemory(DWORD size)
 void* MEM_AllocateAndInitMemory(DWORD size)
 {
     FunctionTrace trace(DBG_TAG_VKRN, "MEM_AllocateAndInitMemory()");
-    void* allocation = MEM_FitsWithHeader(size) ? os::Malloc(size + sizeof(MEMOBJ_HEADER)) : nullptr;
+    void* allocation =
+        MEM_FitsWithHeader(size) ? os::Malloc(size + sizeof(MEMOBJ_HEADER)) : nullptr;
     void* data = nullptr;
     if (allocation == nullptr) {
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,

@@ -15,23 +15,23 @@ public:
     ScsiScanManager(const ScsiScanManager&) = delete;
     ScsiScanManager& operator=(const ScsiScanManager&) = delete;
 
-    virtual DWORD ClosePort();                                  // 7
-    virtual DWORD OpenPort(const char* portName);               // 8
-    virtual ~ScsiScanManager();                                 // 9
-    virtual DWORD WriteMapFile(DWORD value);                    // 10
-    virtual DWORD CheckDeviceHandle();                          // 11
-    virtual DWORD ReadMapFile();                                // 12
-    virtual DWORD WaitForMutexObject(DWORD timeout);            // 18
-    virtual DWORD CreateoverlappedEventHandle();                // 31
-    virtual DWORD CreateMapFileHandle();                        // 32
-    virtual DWORD CreateMutexHandle();                          // 33
+    virtual DWORD ClosePort();                        // 7
+    virtual DWORD OpenPort(const char* portName);     // 8
+    virtual ~ScsiScanManager();                       // 9
+    virtual DWORD WriteMapFile(DWORD value);          // 10
+    virtual DWORD CheckDeviceHandle();                // 11
+    virtual DWORD ReadMapFile();                      // 12
+    virtual DWORD WaitForMutexObject(DWORD timeout);  // 18
+    virtual DWORD CreateoverlappedEventHandle();      // 31
+    virtual DWORD CreateMapFileHandle();              // 32
+    virtual DWORD CreateMutexHandle();                // 33
     virtual DWORD CreateMapFileHandleAttributes(SECURITY_ATTRIBUTES* attributes,
                                                 SECURITY_DESCRIPTOR* descriptor);  // 34
     virtual DWORD CreateMutexHandleAttributes(SECURITY_ATTRIBUTES* attributes,
                                               SECURITY_DESCRIPTOR* descriptor);  // 35
-    virtual DWORD CreateMapFileObjectName(char* name);          // 36
-    virtual DWORD CreateMutexObjectName(char* name);            // 37
-    virtual DWORD CreateDeviceHandle();                         // 38
+    virtual DWORD CreateMapFileObjectName(char* name);                           // 36
+    virtual DWORD CreateMutexObjectName(char* name);                             // 37
+    virtual DWORD CreateDeviceHandle();                                          // 38
 
     DWORD m_portOpenCount;
     WORD m_wTransferID;
@@ -55,6 +55,9 @@ private:
     // Writes prefix + the port's base name into a 260-byte name buffer.
     DWORD makeObjectName(char* name, const char* prefix);
     void closeAndInvalidate(HANDLE& handle);
+    // Opens m_portName the way the still-image driver expects: read/write,
+    // exclusive, overlapped.
+    HANDLE openDevicePath() const;
 };
 
 // Releases the access-control list a descriptor built by the attribute

@@ -55,14 +55,14 @@ DWORD ScsiScanManager::CheckDeviceHandle()
     if (!isWindows98()) return vkRN_OK;
     FunctionTrace trace(DBG_TAG_SSCM, SSCM_TEXT("CheckDeviceHandle->"),
                         SSCM_TEXT("CheckDeviceHandle<-"));
-    HANDLE probe = os::CreateFileA(m_portName, GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                   OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
+    HANDLE probe = openDevicePath();
     if (probe == INVALID_HANDLE_VALUE) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK,
                    SSCM_TEXT("CheckDeviceHandle: A handle is already invalid"));
         return vkRNERROR_DEVICE_NOT_AVAILABLE;
     }
-    Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, SSCM_TEXT("CheckDeviceHandle: A handle is still effective"));
+    Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK,
+               SSCM_TEXT("CheckDeviceHandle: A handle is still effective"));
     os::CloseHandle(probe);
     return vkRN_OK;
 }

@@ -18,7 +18,8 @@ DWORD ScsiScanManager::makeObjectName(char* name, const char* prefix)
     int length = std::snprintf(name, kPortNameSize, "%s%s", prefix, baseName);
     if (length < 0 || static_cast<DWORD>(length) >= kPortNameSize) {
         std::memset(name, 0, kPortNameSize);
-        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, SSCM_TEXT("CreateObjectName: port name too long for (%s)"), prefix);
+        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
+                   SSCM_TEXT("CreateObjectName: port name too long for (%s)"), prefix);
         return vkRNERROR_INVALID_PARAMETER;
     }
     return vkRN_OK;

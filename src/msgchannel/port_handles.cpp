@@ -7,6 +7,12 @@
 #include "log/function_trace.h"
 #include "platform/platform_api.h"
 
+HANDLE ScsiScanManager::openDevicePath() const
+{
+    return os::CreateFileA(m_portName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                           FILE_FLAG_OVERLAPPED, nullptr);
+}
+
 DWORD ScsiScanManager::CreateDeviceHandle()
 {
     FunctionTrace trace(DBG_TAG_SSCM, SSCM_TEXT("CreateDeviceHandle->"),
@@ -22,8 +28,7 @@ DWORD ScsiScanManager::CreateDeviceHandle()
                    SSCM_TEXT("CreateDeviceHandle: m_portName doesn't have a portName"));
         return vkRNERROR_INVALID_PARAMETER;
     }
-    HANDLE device = os::CreateFileA(m_portName, GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                    OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
+    HANDLE device = openDevicePath();
     if (device == INVALID_HANDLE_VALUE) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
                    SSCM_TEXT("CreateDeviceHandle: A handle was not able to be taken"));
@@ -151,7 +156,8 @@ DWORD ScsiScanManager::CreateMapFileHandle()
                Dbg_Handle(m_hMapFile));
     result = WriteMapFile(1);
     if (result != vkRN_OK) {
-        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, SSCM_TEXT("CreateMapFileHandle: WriteMapFile went wrong"));
+        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
+                   SSCM_TEXT("CreateMapFileHandle: WriteMapFile went wrong"));
         return result;
     }
     Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, SSCM_TEXT("CreateMapFileHandle: WriteMapFile was success"));

@@ -22,10 +22,7 @@ ScsiScanManager::ScsiScanManager()
 {
 }
 
-bool ScsiScanManager::isNT() const
-{
-    return m_osVersionInfo.dwPlatformId == VER_PLATFORM_WIN32_NT;
-}
+bool ScsiScanManager::isNT() const { return m_osVersionInfo.dwPlatformId == VER_PLATFORM_WIN32_NT; }
 
 bool ScsiScanManager::isWindows98() const
 {
@@ -106,7 +103,8 @@ DWORD ScsiScanManager::ClosePort()
     os::SetLastError(0);
     if (CheckDeviceHandle() == vkRN_OK) {
         os::CloseHandle(m_hDevice);
-        Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, SSCM_TEXT("ClosePort: CloseHandle(m_hDevice,ErrorCode:0x%lx)"),
+        Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK,
+                   SSCM_TEXT("ClosePort: CloseHandle(m_hDevice,ErrorCode:0x%lx)"),
                    static_cast<unsigned long>(os::GetLastError()));
     }
     os::ReleaseMutex(m_hAccessMutex);
@@ -120,7 +118,8 @@ DWORD ScsiScanManager::ClosePort()
                static_cast<unsigned long>(os::GetLastError()));
     os::CloseHandle(m_hMapFile);
     result = os::GetLastError();
-    Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, SSCM_TEXT("ClosePort: CloseHandle(m_hMapFileErrorCode:0x%lx)"),
+    Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK,
+               SSCM_TEXT("ClosePort: CloseHandle(m_hMapFileErrorCode:0x%lx)"),
                static_cast<unsigned long>(result));
     m_hDevice = m_hAccessMutex = m_hOverlappedEvent = m_hMapFile = INVALID_HANDLE_VALUE;
     Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, SSCM_TEXT("ClosePort: All Handles were closed"));
@@ -147,7 +146,8 @@ ScsiScanManager::~ScsiScanManager()
         const char* text;
     };
     const Owned owned[] = {
-        {m_hAccessMutex, SSCM_TEXT("~ScsiScanManager: CloseHandle(m_hAccessMutex,ErrorCode:0x%lx)")},
+        {m_hAccessMutex,
+         SSCM_TEXT("~ScsiScanManager: CloseHandle(m_hAccessMutex,ErrorCode:0x%lx)")},
         {m_hOverlappedEvent,
          SSCM_TEXT("~ScsiScanManager: CloseHandle(m_hOverlappedEvent,ErrorCode:0x%lx)")},
         {m_hMapFile, SSCM_TEXT("~ScsiScanManager: CloseHandle(m_hMapFile,ErrorCode:0x%lx)")},
@@ -155,7 +155,8 @@ ScsiScanManager::~ScsiScanManager()
     for (const Owned& each : owned) {
         if (each.handle == INVALID_HANDLE_VALUE) continue;
         os::CloseHandle(each.handle);
-        Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, each.text, static_cast<unsigned long>(os::GetLastError()));
+        Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, each.text,
+                   static_cast<unsigned long>(os::GetLastError()));
     }
     m_hDevice = m_hAccessMutex = m_hOverlappedEvent = m_hMapFile = INVALID_HANDLE_VALUE;
 }

@@ -28,7 +28,8 @@ public:
     Dslr1394Object& operator=(const Dslr1394Object&) = delete;
 
     void* DSLR_METHOD DeletingDestructor(uint32_t deletingFlags) override;
-    uint32_t DSLR_METHOD baseOpenCameraComm(uint16_t wDebugFlag, DslrNotifyCallback pfnCallback, uintptr_t context) override;
+    uint32_t DSLR_METHOD baseOpenCameraComm(uint16_t wDebugFlag, DslrNotifyCallback pfnCallback,
+                                            uintptr_t context) override;
     uint32_t DSLR_METHOD baseCloseCameraComm() override;
     uint32_t DSLR_METHOD baseReserved03(uint32_t, uint32_t, uint32_t, uint32_t) override;
     uint32_t DSLR_METHOD baseReserved04(uint32_t) override;
@@ -41,18 +42,22 @@ public:
     uint32_t DSLR_METHOD baseReserved11(uint32_t) override;
     uint32_t DSLR_METHOD baseGetFile(const char* pszFilePath, uint32_t* pdwLength) override;
     uint32_t DSLR_METHOD baseGetFileSize(const char* pszFilePath, void* pSize) override;
-    uint32_t DSLR_METHOD baseGetParsingHeader(const char* pszFilePath, uint32_t* pdwLength) override;
-    uint32_t DSLR_METHOD basePutFile(const char* pszFilePath, uint32_t dwLength, uint32_t dwFileParam, const void* pData) override;
+    uint32_t DSLR_METHOD baseGetParsingHeader(const char* pszFilePath,
+                                              uint32_t* pdwLength) override;
+    uint32_t DSLR_METHOD basePutFile(const char* pszFilePath, uint32_t dwLength,
+                                     uint32_t dwFileParam, const void* pData) override;
     uint32_t DSLR_METHOD baseDeleteFiles(const void* pPathList) override;
     uint32_t DSLR_METHOD baseSetFileAttribs(const void* pPathList, uint32_t dwAttribs) override;
     uint32_t DSLR_METHOD baseSetFileTimes(const void* pPathList, uint32_t dwTime) override;
     uint32_t DSLR_METHOD baseReadSetting(uint32_t dwTag, void* pSetting) override;
     uint32_t DSLR_METHOD baseWriteSetting(uint32_t dwTag, const void* pSetting) override;
     uint32_t DSLR_METHOD baseReserved21(uint32_t, uint32_t) override;
-    uint32_t DSLR_METHOD baseSetNotificationCB(DslrNotifyCallback pfnCallback, uintptr_t context) override;
+    uint32_t DSLR_METHOD baseSetNotificationCB(DslrNotifyCallback pfnCallback,
+                                               uintptr_t context) override;
     uint32_t DSLR_METHOD baseGetModelDescrip(void* pModelDescrip) override;
     uint32_t DSLR_METHOD baseDslrReadData(void* pBuffer, uint32_t dwLength) override;
-    uint32_t DSLR_METHOD base1394WriteData(const void* pData, uint32_t dwLength, void* pReply, uint32_t dwReplyLength) override;
+    uint32_t DSLR_METHOD base1394WriteData(const void* pData, uint32_t dwLength, void* pReply,
+                                           uint32_t dwReplyLength) override;
     uint32_t DSLR_METHOD baseDslrOpenPort(const char* pszPortName) override;
     uint32_t DSLR_METHOD baseDslrClosePort() override;
     uint32_t DSLR_METHOD baseSetUILock(uint32_t dwLockParam) override;
@@ -60,24 +65,33 @@ public:
     uint32_t DSLR_METHOD baseSetDevelopParamSetting(uint32_t dwSize, const void* pParams) override;
     uint32_t DSLR_METHOD baseGetDevelopParamSetting(uint32_t dwSize, void* pParams) override;
     uint32_t DSLR_METHOD baseGetRemoteAPIVersion(uint32_t* pdwVersion) override;
-    uint32_t DSLR_METHOD baseReleaseControlEx(uint32_t dwCommand, uint32_t dwParamSize, const void* pParams, uint32_t dwReplySize, void* pReply) override;
+    uint32_t DSLR_METHOD baseReleaseControlEx(uint32_t dwCommand, uint32_t dwParamSize,
+                                              const void* pParams, uint32_t dwReplySize,
+                                              void* pReply) override;
     uint32_t DSLR_METHOD baseReserved34(uint32_t) override;
-    uint32_t DSLR_METHOD baseReleaseControlGetReleasedData(uint32_t dwKind, uint32_t dwSequenceID, uint32_t* pdwLength) override;
+    uint32_t DSLR_METHOD baseReleaseControlGetReleasedData(uint32_t dwKind, uint32_t dwSequenceID,
+                                                           uint32_t* pdwLength) override;
     uint32_t DSLR_METHOD baseDslrResetTransfer(uint16_t wTransferType) override;
-    uint32_t DSLR_METHOD dsl1394MessageTxRx(const void* pRequest, uint32_t dwRequestLength, void* pReply, uint32_t dwReplyLength) override;
-    uint32_t DSLR_METHOD dsl1394MessageTx(const void* pRequest, uint32_t dwRequestLength, uint32_t* pdwFirstReplyWord) override;
+    uint32_t DSLR_METHOD dsl1394MessageTxRx(const void* pRequest, uint32_t dwRequestLength,
+                                            void* pReply, uint32_t dwReplyLength) override;
+    uint32_t DSLR_METHOD dsl1394MessageTx(const void* pRequest, uint32_t dwRequestLength,
+                                          uint32_t* pdwFirstReplyWord) override;
     uint32_t DSLR_METHOD baseNotifyStart() override;
     uint32_t DSLR_METHOD baseNotifyTerminate() override;
-    uint32_t DSLR_METHOD dsl1394TestFunction(uint32_t dwOperation, void* pInput, uint32_t dwUnused1, uint32_t* pdwOutput, uint32_t dwUnused2) override;
+    uint32_t DSLR_METHOD dsl1394TestFunction(uint32_t dwOperation, void* pInput, uint32_t dwUnused1,
+                                             uint32_t* pdwOutput, uint32_t dwUnused2) override;
     uint32_t DSLR_METHOD baseSetGammaLookupTable(uint32_t dwSize, const void* pTable) override;
     uint32_t DSLR_METHOD baseGetGammaLookupTable(uint32_t dwSize, void* pTable) override;
     uint32_t DSLR_METHOD baseSetDirectWhiteBalanceSetting(uint32_t dwKelvin) override;
     uint32_t DSLR_METHOD baseGetDirectWhiteBalanceSetting(uint32_t* pdwKelvin) override;
-    uint32_t DSLR_METHOD baseSetWhiteBalanceParameters(uint32_t dwSize, const void* pParams) override;
+    uint32_t DSLR_METHOD baseSetWhiteBalanceParameters(uint32_t dwSize,
+                                                       const void* pParams) override;
     uint32_t DSLR_METHOD baseGetWhiteBalanceParameters(uint32_t dwSize, void* pParams) override;
-    uint32_t DSLR_METHOD baseSetCustomFunctionSetting(uint32_t dwUnusedSize, const void* pParams) override;
+    uint32_t DSLR_METHOD baseSetCustomFunctionSetting(uint32_t dwUnusedSize,
+                                                      const void* pParams) override;
     uint32_t DSLR_METHOD baseGetCustomFunctionSetting(uint32_t dwSize, void* pParams) override;
-    uint32_t DSLR_METHOD baseSetPersonalFunctionSetting(uint32_t dwSize, const void* pParams) override;
+    uint32_t DSLR_METHOD baseSetPersonalFunctionSetting(uint32_t dwSize,
+                                                        const void* pParams) override;
     uint32_t DSLR_METHOD baseGetPersonalFunctionSetting(uint32_t dwSize, void* pParams) override;
     uint32_t DSLR_METHOD baseReserved52(uint32_t, uint32_t) override;
     uint32_t DSLR_METHOD baseReserved53(uint32_t, uint32_t) override;

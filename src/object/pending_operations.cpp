@@ -1,3 +1,4 @@
+// clang-format off
 // Operations whose layers have not landed yet answer "not supported". Each
 // moves to the layer that implements it; this file shrinks to nothing.
 

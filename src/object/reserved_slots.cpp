@@ -1,3 +1,4 @@
+// clang-format off
 // Slots the host's interface reserves. Each keeps its own slot and removes
 // its own arguments; none is supported, and none logs.
 

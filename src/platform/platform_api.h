@@ -100,7 +100,8 @@ struct Api {
     int(WINAPI* MessageBoxA)(HWND owner, LPCSTR text, LPCSTR caption, UINT type);
 
     // Registry (on POSIX, a stand-in that knows the debug flag word only).
-    LONG(WINAPI* RegOpenKeyExA)(HKEY key, LPCSTR subKey, DWORD options, REGSAM access, PHKEY result);
+    LONG(WINAPI* RegOpenKeyExA)
+    (HKEY key, LPCSTR subKey, DWORD options, REGSAM access, PHKEY result);
     LONG(WINAPI* RegQueryValueExA)
     (HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
     LONG(WINAPI* RegCloseKey)(HKEY key);
@@ -164,8 +165,14 @@ inline void InitializeCriticalSection(LPCRITICAL_SECTION section)
 {
     api().InitializeCriticalSection(section);
 }
-inline void EnterCriticalSection(LPCRITICAL_SECTION section) { api().EnterCriticalSection(section); }
-inline void LeaveCriticalSection(LPCRITICAL_SECTION section) { api().LeaveCriticalSection(section); }
+inline void EnterCriticalSection(LPCRITICAL_SECTION section)
+{
+    api().EnterCriticalSection(section);
+}
+inline void LeaveCriticalSection(LPCRITICAL_SECTION section)
+{
+    api().LeaveCriticalSection(section);
+}
 inline void DeleteCriticalSection(LPCRITICAL_SECTION section)
 {
     api().DeleteCriticalSection(section);

@@ -138,7 +138,9 @@ struct SID_IDENTIFIER_AUTHORITY {
 };
 #define SECURITY_WORLD_SID_AUTHORITY \
     {                                \
-        { 0, 0, 0, 0, 0, 1 }         \
+        {                            \
+            0, 0, 0, 0, 0, 1         \
+        }                            \
     }
 
 struct ACL {

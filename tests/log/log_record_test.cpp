@@ -28,8 +28,9 @@ std::vector<std::string> recordsWithMarker(const LogCapture& log, const std::str
 int byteCount(const std::string& dumpRecord)
 {
     static const std::regex hexByte(" [0-9A-F]{2}(?=( |\\r|\\.$|$))");
-    return static_cast<int>(std::distance(
-        std::sregex_iterator(dumpRecord.begin(), dumpRecord.end(), hexByte), std::sregex_iterator()));
+    return static_cast<int>(
+        std::distance(std::sregex_iterator(dumpRecord.begin(), dumpRecord.end(), hexByte),
+                      std::sregex_iterator()));
 }
 
 TEST(LogRecord, HasTheDocumentedLayout)
@@ -66,8 +67,8 @@ TEST(LogRecord, AttachWritesVersionAndDetachEndsLogging)
     log.detach();
     Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "after detach");
     EXPECT_TRUE(log.contains(":       : DllMain: DLL_PROCESS_ATTACH."));
-    EXPECT_TRUE(std::regex_search(log.text(),
-                                  std::regex(R"(DllMain: Version\(\w{3} [ \d]\d \d{4} \d\d:\d\d:\d\d\)\.)")));
+    EXPECT_TRUE(std::regex_search(
+        log.text(), std::regex(R"(DllMain: Version\(\w{3} [ \d]\d \d{4} \d\d:\d\d:\d\d\)\.)")));
     EXPECT_TRUE(log.contains("DllMain: DLL_PROCESS_DETACH."));
     EXPECT_FALSE(log.contains("after detach"));
 }
@@ -106,8 +107,11 @@ TEST(LogDump, LimitsSplitsAndLines)
         {0x20, 101, "    buf: (Length = 0x65) output first (100) bytes", {100}, 7},
         {0x20 | DBGFLAG_LONG_DUMPS, 101, "    buf: (Length = 0x65)", {101}, 7},
         {0x20 | DBGFLAG_LONG_DUMPS, 600, "    buf: (Length = 0x258)", {256, 256, 88}, 16},
-        {0x20 | DBGFLAG_LONG_DUMPS, 2000, "    buf: (Length = 0x7D0) output first (1024) bytes",
-         {256, 256, 256, 256, 0}, 16},
+        {0x20 | DBGFLAG_LONG_DUMPS,
+         2000,
+         "    buf: (Length = 0x7D0) output first (1024) bytes",
+         {256, 256, 256, 256, 0},
+         16},
     };
     std::vector<unsigned char> data(2000);
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(i);

@@ -88,7 +88,8 @@ TEST(MemoryBuffer, FreesOnceAndRefusesADamagedHeader)
     EXPECT_EQ(message->FreeBufferMemory(), vkRNERROR_INVALID_PARAMETER);
     EXPECT_NE(message->GetBufferPointer(), nullptr);  // still held, not freed
     EXPECT_TRUE(log.contains("FreeBuffer: MemoryValid() has returned the error."));
-    EXPECT_TRUE(log.contains("MemoryValid: m_bufferSize(0x10), MEMOBJ_HEADER.dwMemDataSize(0x11)."));
+    EXPECT_TRUE(
+        log.contains("MemoryValid: m_bufferSize(0x10), MEMOBJ_HEADER.dwMemDataSize(0x11)."));
 
     header->dwMemDataSize = 16;
     EXPECT_EQ(message->FreeBufferMemory(), vkRN_OK);

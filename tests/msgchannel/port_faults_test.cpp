@@ -40,14 +40,21 @@ TEST_F(PortFaults, EachFailingCallOfOpenPortGivesItsResult)
         DWORD result;
         const char* text;
     } cases[] = {
-        {Op::GetVersionExA, ERROR_INVALID_PARAMETER, vkRNERROR_TRANSFER_FAILED, "OpenPort: GetVersionEx went wrong"},
-        {Op::CreateFileA, ERROR_FILE_NOT_FOUND, vkRNERROR_DEVICE_NOT_AVAILABLE, "A handle was not able to be taken"},
+        {Op::GetVersionExA, ERROR_INVALID_PARAMETER, vkRNERROR_TRANSFER_FAILED,
+         "OpenPort: GetVersionEx went wrong"},
+        {Op::CreateFileA, ERROR_FILE_NOT_FOUND, vkRNERROR_DEVICE_NOT_AVAILABLE,
+         "A handle was not able to be taken"},
         // Create refused and the fallback finds nothing: the system's code.
-        {Op::CreateMutexA, ERROR_ACCESS_DENIED, ERROR_FILE_NOT_FOUND, "CreateMutexHandle: OpenMutex went wrong"},
-        {Op::CreateEventA, ERROR_NOT_ENOUGH_MEMORY, vkRNERROR_TRANSFER_FAILED, "CreateEvent went wrong"},
-        {Op::CreateFileMappingA, ERROR_NOT_ENOUGH_MEMORY, ERROR_NOT_ENOUGH_MEMORY, "CreateFileMapping went wrong(0x8)"},
-        {Op::MapViewOfFile, ERROR_NOT_ENOUGH_MEMORY, vkRNERROR_OUT_OF_MEMORY, "WriteMapFile: MapViewOfFile went wrong"},
-        {Op::UnmapViewOfFile, ERROR_INVALID_ADDRESS, vkRNERROR_TRANSFER_FAILED, "WriteMapFile: UnmapViewOfFile went wrong"},
+        {Op::CreateMutexA, ERROR_ACCESS_DENIED, ERROR_FILE_NOT_FOUND,
+         "CreateMutexHandle: OpenMutex went wrong"},
+        {Op::CreateEventA, ERROR_NOT_ENOUGH_MEMORY, vkRNERROR_TRANSFER_FAILED,
+         "CreateEvent went wrong"},
+        {Op::CreateFileMappingA, ERROR_NOT_ENOUGH_MEMORY, ERROR_NOT_ENOUGH_MEMORY,
+         "CreateFileMapping went wrong(0x8)"},
+        {Op::MapViewOfFile, ERROR_NOT_ENOUGH_MEMORY, vkRNERROR_OUT_OF_MEMORY,
+         "WriteMapFile: MapViewOfFile went wrong"},
+        {Op::UnmapViewOfFile, ERROR_INVALID_ADDRESS, vkRNERROR_TRANSFER_FAILED,
+         "WriteMapFile: UnmapViewOfFile went wrong"},
         // Without a descriptor the objects get default security; the port opens.
         {Op::AllocateAndInitializeSid, ERROR_NOT_ENOUGH_MEMORY, vkRN_OK, nullptr},
         {Op::LocalAlloc, ERROR_NOT_ENOUGH_MEMORY, vkRN_OK, nullptr},

@@ -230,7 +230,8 @@ TEST(PortAcrossProcesses, MutexOfAKilledOwnerIsTaken)
     ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
     int status = inChild([&] {
         Manager mine = newManager();
-        if (mine->OpenPort(device.path()) != vkRN_OK || mine->WaitForMutexObject(30000) != vkRN_OK) {
+        if (mine->OpenPort(device.path()) != vkRN_OK ||
+            mine->WaitForMutexObject(30000) != vkRN_OK) {
             return 1;
         }
         raise(SIGKILL);

@@ -9,7 +9,10 @@
 
 namespace {
 
-Dslr1394Object* asImplementation(DslrObject* object) { return static_cast<Dslr1394Object*>(object); }
+Dslr1394Object* asImplementation(DslrObject* object)
+{
+    return static_cast<Dslr1394Object*>(object);
+}
 
 TEST(DeviceObject, FreshObjectHoldsItsDefaults)
 {
@@ -27,7 +30,8 @@ TEST(DeviceObject, FreshObjectHoldsItsDefaults)
     EXPECT_EQ(self->m_hDeviceAccessMutex, nullptr);
     EXPECT_EQ(self->m_pfnNotifyCallback, nullptr);
     EXPECT_EQ(self->m_portName[0], '\0');
-    EXPECT_EQ(self->m_lastRapi.dwCommand | self->m_lastRapi.dwStatus | self->m_lastRapi.dwRemaining, 0u);
+    EXPECT_EQ(self->m_lastRapi.dwCommand | self->m_lastRapi.dwStatus | self->m_lastRapi.dwRemaining,
+              0u);
     EXPECT_EQ(self->m_scsiScanMngrPtr->m_portOpenCount, 0u);
     DSLR_DeleteObject(object);
 }
@@ -38,14 +42,29 @@ TEST(DeviceObject, ReservedSlotsAreNotSupported)
     ASSERT_NE(object, nullptr);
     Dslr1394Object* self = asImplementation(object);
     const uint32_t results[] = {
-        object->baseReserved03(1, 2, 3, 4), object->baseReserved04(1), object->baseReserved06(1, 2, 3),
-        object->baseReserved11(1), object->baseReserved21(1, 2), object->baseReserved34(1),
-        object->baseReserved52(1, 2), object->baseReserved53(1, 2), self->baseReserved65(),
-        self->baseReserved66(), self->baseReserved67(), self->baseReserved68(1),
-        self->baseReserved69(1), self->baseReserved70(1, 2), self->baseReserved71(1),
-        self->baseReserved72(1, 2), self->baseReserved73(1, 2, 3), self->baseReserved74(1, 2, 3),
-        self->baseReserved75(1), self->baseReserved76(1, 2, 3, 4, 5), self->baseReserved77(1, 2, 3),
-        self->baseReserved78(1, 2), self->baseReserved79(1, 2, 3, 4, 5),
+        object->baseReserved03(1, 2, 3, 4),
+        object->baseReserved04(1),
+        object->baseReserved06(1, 2, 3),
+        object->baseReserved11(1),
+        object->baseReserved21(1, 2),
+        object->baseReserved34(1),
+        object->baseReserved52(1, 2),
+        object->baseReserved53(1, 2),
+        self->baseReserved65(),
+        self->baseReserved66(),
+        self->baseReserved67(),
+        self->baseReserved68(1),
+        self->baseReserved69(1),
+        self->baseReserved70(1, 2),
+        self->baseReserved71(1),
+        self->baseReserved72(1, 2),
+        self->baseReserved73(1, 2, 3),
+        self->baseReserved74(1, 2, 3),
+        self->baseReserved75(1),
+        self->baseReserved76(1, 2, 3, 4, 5),
+        self->baseReserved77(1, 2, 3),
+        self->baseReserved78(1, 2),
+        self->baseReserved79(1, 2, 3, 4, 5),
     };
     for (uint32_t result : results) EXPECT_EQ(result, vkRNERROR_NOT_SUPPORTED);
     DSLR_DeleteObject(object);

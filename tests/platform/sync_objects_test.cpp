@@ -77,15 +77,18 @@ TEST(NamedMutex, RecursiveForItsOwnerAndReleasedOnlyByIt)
     EXPECT_TRUE(os::ReleaseMutex(mutex));
     os::CloseHandle(again);
     os::CloseHandle(mutex);
-    EXPECT_EQ(os::OpenMutexA(SYNCHRONIZE, FALSE, name.c_str()), nullptr);  // gone with its last handle
+    EXPECT_EQ(os::OpenMutexA(SYNCHRONIZE, FALSE, name.c_str()),
+              nullptr);  // gone with its last handle
 }
 
 TEST(NamedMapping, SharedWhileHeldAndFreshAfterTheLastClose)
 {
     std::string name = uniqueName("vkrn-test-map-");
-    HANDLE first = os::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, name.c_str());
+    HANDLE first =
+        os::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, name.c_str());
     ASSERT_NE(first, nullptr);
-    HANDLE second = os::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, name.c_str());
+    HANDLE second =
+        os::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, name.c_str());
     EXPECT_EQ(os::GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS));
     auto* writer = static_cast<DWORD*>(os::MapViewOfFile(first, FILE_MAP_WRITE, 0, 0, 0));
     auto* reader = static_cast<DWORD*>(os::MapViewOfFile(second, FILE_MAP_READ, 0, 0, 0));
@@ -99,7 +102,8 @@ TEST(NamedMapping, SharedWhileHeldAndFreshAfterTheLastClose)
     os::CloseHandle(first);
     os::CloseHandle(second);
 
-    HANDLE fresh = os::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, name.c_str());
+    HANDLE fresh =
+        os::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, name.c_str());
     EXPECT_EQ(os::GetLastError(), static_cast<DWORD>(ERROR_SUCCESS));
     auto* view = static_cast<DWORD*>(os::MapViewOfFile(fresh, FILE_MAP_READ, 0, 0, 0));
     ASSERT_NE(view, nullptr);
@@ -112,14 +116,18 @@ TEST(NamedMapping, SharedWhileHeldAndFreshAfterTheLastClose)
 TEST(SystemTexts, KnownCodesHaveTextUnknownOnesNone)
 {
     LPSTR text = nullptr;
-    const DWORD flags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-    ASSERT_NE(os::FormatMessageA(flags, nullptr, ERROR_FILE_NOT_FOUND, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
+    const DWORD flags =
+        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+    ASSERT_NE(os::FormatMessageA(flags, nullptr, ERROR_FILE_NOT_FOUND,
+                                 MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
                                  reinterpret_cast<LPSTR>(&text), 0, nullptr),
               0u);
     EXPECT_NE(std::strstr(text, "cannot find the file"), nullptr);
     os::LocalFree(text);
     text = nullptr;
-    EXPECT_EQ(os::FormatMessageA(flags, nullptr, 0x2BADF00D, 0, reinterpret_cast<LPSTR>(&text), 0, nullptr), 0u);
+    EXPECT_EQ(os::FormatMessageA(flags, nullptr, 0x2BADF00D, 0, reinterpret_cast<LPSTR>(&text), 0,
+                                 nullptr),
+              0u);
 }
 
 TEST(FastClockSupport, ScalesWaitsAndClocks)

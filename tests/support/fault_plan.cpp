@@ -56,12 +56,30 @@ HLOCAL WINAPI trackedLocalFree(HLOCAL block)
 }
 
 const char* const kNames[] = {
-    "Malloc", "Calloc", "LocalAlloc", "CloseHandle", "CreateFileA", "DeviceIoControl",
-    "GetOverlappedResult", "CreateEventA", "CreateMutexA", "OpenMutexA", "ReleaseMutex",
-    "WaitForSingleObject", "CreateFileMappingA", "MapViewOfFile", "UnmapViewOfFile",
-    "AllocateAndInitializeSid", "InitializeAcl", "AddAccessDeniedAce", "AddAccessAllowedAce",
-    "InitializeSecurityDescriptor", "SetSecurityDescriptorDacl", "CreateThread",
-    "GetExitCodeThread", "GetVersionExA",
+    "Malloc",
+    "Calloc",
+    "LocalAlloc",
+    "CloseHandle",
+    "CreateFileA",
+    "DeviceIoControl",
+    "GetOverlappedResult",
+    "CreateEventA",
+    "CreateMutexA",
+    "OpenMutexA",
+    "ReleaseMutex",
+    "WaitForSingleObject",
+    "CreateFileMappingA",
+    "MapViewOfFile",
+    "UnmapViewOfFile",
+    "AllocateAndInitializeSid",
+    "InitializeAcl",
+    "AddAccessDeniedAce",
+    "AddAccessAllowedAce",
+    "InitializeSecurityDescriptor",
+    "SetSecurityDescriptorDacl",
+    "CreateThread",
+    "GetExitCodeThread",
+    "GetVersionExA",
 };
 static_assert(sizeof(kNames) / sizeof(kNames[0]) == static_cast<int>(Op::Count), "a name per Op");
 
@@ -150,17 +168,27 @@ void WINAPI fastSleep(DWORD milliseconds)
 {
     FastClock::current()->saved().Sleep(FastClock::current()->scaled(milliseconds));
 }
-DWORD WINAPI fastTickCount() { return FastClock::current()->now(FastClock::current()->saved().GetTickCount()); }
-DWORD WINAPI fastTimeGetTime() { return FastClock::current()->now(FastClock::current()->saved().timeGetTime()); }
+DWORD WINAPI fastTickCount()
+{
+    return FastClock::current()->now(FastClock::current()->saved().GetTickCount());
+}
+DWORD WINAPI fastTimeGetTime()
+{
+    return FastClock::current()->now(FastClock::current()->saved().timeGetTime());
+}
 DWORD WINAPI fastWait(HANDLE handle, DWORD milliseconds)
 {
-    return FastClock::current()->saved().WaitForSingleObject(handle, FastClock::current()->scaled(milliseconds));
+    return FastClock::current()->saved().WaitForSingleObject(
+        handle, FastClock::current()->scaled(milliseconds));
 }
 
 }  // namespace
 
 FastClock::FastClock(unsigned factor)
-    : m_saved(os::api()), m_previous(g_clock), m_factor(factor == 0 ? 1 : factor), m_start(m_saved.GetTickCount())
+    : m_saved(os::api()),
+      m_previous(g_clock),
+      m_factor(factor == 0 ? 1 : factor),
+      m_start(m_saved.GetTickCount())
 {
     g_clock = this;
     os::Api& table = os::api();

@@ -105,26 +105,30 @@ HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initial
     return insertHandle(std::make_shared<Event>(manualReset != FALSE, initialState != FALSE));
 }
 
-BOOL WINAPI SetEvent(HANDLE event)
+namespace {
+
+template <typename Action>
+BOOL withEvent(HANDLE handle, Action action)
 {
-    auto object = lookupAs<Event>(event);
-    if (!object) {
+    auto event = lookupAs<Event>(handle);
+    if (!event) {
         setLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }
-    object->set();
+    action(*event);
     return TRUE;
+}
+
+}  // namespace
+
+BOOL WINAPI SetEvent(HANDLE event)
+{
+    return withEvent(event, [](Event& e) { e.set(); });
 }
 
 BOOL WINAPI ResetEvent(HANDLE event)
 {
-    auto object = lookupAs<Event>(event);
-    if (!object) {
-        setLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
-    object->reset();
-    return TRUE;
+    return withEvent(event, [](Event& e) { e.reset(); });
 }
 
 HANDLE WINAPI CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T, LPTHREAD_START_ROUTINE start,

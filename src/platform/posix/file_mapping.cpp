@@ -48,14 +48,17 @@ HANDLE WINAPI CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD prote
                                  DWORD sizeLow, LPCSTR name)
 {
     // Only mappings of the paging file are offered, as the library uses them.
-    if (file != INVALID_HANDLE_VALUE || protect != PAGE_READWRITE || sizeHigh != 0 || sizeLow == 0) {
+    if (file != INVALID_HANDLE_VALUE || protect != PAGE_READWRITE || sizeHigh != 0 ||
+        sizeLow == 0) {
         setLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
     auto memory = std::make_unique<SharedMemory>();
     bool created = false;
-    std::string shmName = SharedMemoryName("map", name != nullptr ? name : uniqueAnonymousName().c_str());
-    if (!memory->acquire(shmName, sizeLow, SharedMemory::Open::CreateOrOpen, created)) return nullptr;
+    std::string shmName =
+        SharedMemoryName("map", name != nullptr ? name : uniqueAnonymousName().c_str());
+    if (!memory->acquire(shmName, sizeLow, SharedMemory::Open::CreateOrOpen, created))
+        return nullptr;
     HANDLE handle = insertHandle(std::make_shared<Mapping>(std::move(memory)));
     setLastError(created ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
     return handle;

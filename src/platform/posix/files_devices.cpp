@@ -66,8 +66,8 @@ void RegisterDeviceOpener(const char* prefix, DeviceOpener opener)
     openers().byPrefix.emplace_back(prefix, opener);
 }
 
-HANDLE WINAPI CreateFileA(LPCSTR name, DWORD access, DWORD, LPSECURITY_ATTRIBUTES, DWORD disposition,
-                          DWORD, HANDLE)
+HANDLE WINAPI CreateFileA(LPCSTR name, DWORD access, DWORD, LPSECURITY_ATTRIBUTES,
+                          DWORD disposition, DWORD, HANDLE)
 {
     if (name == nullptr || disposition != OPEN_EXISTING) {
         setLastError(ERROR_INVALID_PARAMETER);
@@ -83,8 +83,8 @@ HANDLE WINAPI CreateFileA(LPCSTR name, DWORD access, DWORD, LPSECURITY_ATTRIBUTE
     int fd = ::open(name, mode | O_CLOEXEC);
     if (fd < 0) {
         setLastError(errno == ENOENT || errno == ENOTDIR ? ERROR_FILE_NOT_FOUND
-                     : errno == EACCES                  ? ERROR_ACCESS_DENIED
-                                                        : ERROR_GEN_FAILURE);
+                     : errno == EACCES                   ? ERROR_ACCESS_DENIED
+                                                         : ERROR_GEN_FAILURE);
         return INVALID_HANDLE_VALUE;
     }
     return insertHandle(std::make_shared<File>(fd));

@@ -41,5 +41,4 @@ std::size_t openHandleCount();
 using DeviceOpener = std::shared_ptr<KernelObject> (*)(const char* path);
 void RegisterDeviceOpener(const char* prefix, DeviceOpener opener);
 
-
 }  // namespace os::posix

@@ -72,8 +72,10 @@ public:
             result = pthread_mutex_timedlock(&m_block->mutex, &until);
         }
         switch (result) {
-            case 0: return WAIT_OBJECT_0;
-            case ETIMEDOUT: return WAIT_TIMEOUT;
+            case 0:
+                return WAIT_OBJECT_0;
+            case ETIMEDOUT:
+                return WAIT_TIMEOUT;
             case EOWNERDEAD:
                 pthread_mutex_consistent(&m_block->mutex);
                 return WAIT_ABANDONED;

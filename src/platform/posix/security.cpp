@@ -133,7 +133,8 @@ BOOL WINAPI SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL pres
         return FALSE;
     }
     sd->Dacl = present ? acl : nullptr;
-    sd->Control = static_cast<WORD>(present ? (sd->Control | SE_DACL_PRESENT) : (sd->Control & ~SE_DACL_PRESENT));
+    sd->Control = static_cast<WORD>(present ? (sd->Control | SE_DACL_PRESENT)
+                                            : (sd->Control & ~SE_DACL_PRESENT));
     return TRUE;
 }
 

@@ -49,14 +49,19 @@ private:
 DWORD win32Error(int error)
 {
     switch (error) {
-        case ENOENT: return ERROR_FILE_NOT_FOUND;
+        case ENOENT:
+            return ERROR_FILE_NOT_FOUND;
         case EACCES:
-        case EPERM: return ERROR_ACCESS_DENIED;
+        case EPERM:
+            return ERROR_ACCESS_DENIED;
         case ENOMEM:
-        case ENOSPC: return ERROR_NOT_ENOUGH_MEMORY;
+        case ENOSPC:
+            return ERROR_NOT_ENOUGH_MEMORY;
         case ENAMETOOLONG:
-        case EINVAL: return ERROR_INVALID_NAME;
-        default: return ERROR_GEN_FAILURE;
+        case EINVAL:
+            return ERROR_INVALID_NAME;
+        default:
+            return ERROR_GEN_FAILURE;
     }
 }
 
@@ -94,7 +99,8 @@ bool SharedMemory::acquire(const std::string& shmName, std::size_t size, Open mo
         size = static_cast<std::size_t>(info.st_size);
     }
     flock(fd, LOCK_SH);  // from exclusive, or joining the other holders
-    void* address = size == 0 ? nullptr : mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    void* address =
+        size == 0 ? nullptr : mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
     if (address == MAP_FAILED) {
         setLastError(win32Error(errno));
         ::close(fd);

@@ -25,7 +25,8 @@ void WINAPI setLastErrorApi(DWORD error) { setLastError(error); }
 
 HLOCAL WINAPI localAlloc(UINT flags, SIZE_T bytes)
 {
-    void* block = (flags & LMEM_ZEROINIT) ? std::calloc(1, bytes ? bytes : 1) : std::malloc(bytes ? bytes : 1);
+    void* block = (flags & LMEM_ZEROINIT) ? std::calloc(1, bytes ? bytes : 1)
+                                          : std::malloc(bytes ? bytes : 1);
     if (block == nullptr) setLastError(ERROR_NOT_ENOUGH_MEMORY);
     return block;
 }
@@ -52,9 +53,18 @@ void WINAPI initializeCriticalSection(LPCRITICAL_SECTION section)
     pthread_mutex_init(new (section->storage) pthread_mutex_t, &attributes);
     pthread_mutexattr_destroy(&attributes);
 }
-void WINAPI enterCriticalSection(LPCRITICAL_SECTION section) { pthread_mutex_lock(sectionMutex(section)); }
-void WINAPI leaveCriticalSection(LPCRITICAL_SECTION section) { pthread_mutex_unlock(sectionMutex(section)); }
-void WINAPI deleteCriticalSection(LPCRITICAL_SECTION section) { pthread_mutex_destroy(sectionMutex(section)); }
+void WINAPI enterCriticalSection(LPCRITICAL_SECTION section)
+{
+    pthread_mutex_lock(sectionMutex(section));
+}
+void WINAPI leaveCriticalSection(LPCRITICAL_SECTION section)
+{
+    pthread_mutex_unlock(sectionMutex(section));
+}
+void WINAPI deleteCriticalSection(LPCRITICAL_SECTION section)
+{
+    pthread_mutex_destroy(sectionMutex(section));
+}
 
 DWORD millisecondsSinceBoot()
 {
@@ -94,38 +104,63 @@ BOOL WINAPI getVersionExA(LPOSVERSIONINFOA info)
 const char* systemText(DWORD code)
 {
     switch (code) {
-        case ERROR_SUCCESS: return "The operation completed successfully.";
-        case ERROR_INVALID_FUNCTION: return "Incorrect function.";
-        case ERROR_FILE_NOT_FOUND: return "The system cannot find the file specified.";
-        case ERROR_PATH_NOT_FOUND: return "The system cannot find the path specified.";
-        case ERROR_ACCESS_DENIED: return "Access is denied.";
-        case ERROR_INVALID_HANDLE: return "The handle is invalid.";
-        case ERROR_NOT_ENOUGH_MEMORY: return "Not enough storage is available to process this command.";
-        case ERROR_GEN_FAILURE: return "A device attached to the system is not functioning.";
+        case ERROR_SUCCESS:
+            return "The operation completed successfully.";
+        case ERROR_INVALID_FUNCTION:
+            return "Incorrect function.";
+        case ERROR_FILE_NOT_FOUND:
+            return "The system cannot find the file specified.";
+        case ERROR_PATH_NOT_FOUND:
+            return "The system cannot find the path specified.";
+        case ERROR_ACCESS_DENIED:
+            return "Access is denied.";
+        case ERROR_INVALID_HANDLE:
+            return "The handle is invalid.";
+        case ERROR_NOT_ENOUGH_MEMORY:
+            return "Not enough storage is available to process this command.";
+        case ERROR_GEN_FAILURE:
+            return "A device attached to the system is not functioning.";
         case ERROR_SHARING_VIOLATION:
-            return "The process cannot access the file because it is being used by another process.";
-        case ERROR_NOT_SUPPORTED: return "The request is not supported.";
-        case ERROR_DEV_NOT_EXIST: return "The specified network resource or device is no longer available.";
-        case ERROR_INVALID_PARAMETER: return "The parameter is incorrect.";
-        case ERROR_SEM_TIMEOUT: return "The semaphore timeout period has expired.";
-        case ERROR_INSUFFICIENT_BUFFER: return "The data area passed to a system call is too small.";
-        case ERROR_INVALID_NAME: return "The filename, directory name, or volume label syntax is incorrect.";
-        case ERROR_ALREADY_EXISTS: return "Cannot create a file when that file already exists.";
-        case ERROR_MORE_DATA: return "More data is available.";
-        case ERROR_NOT_OWNER: return "Attempt to release mutex not owned by caller.";
-        case ERROR_INVALID_ADDRESS: return "Attempt to access invalid address.";
+            return "The process cannot access the file because it is being used by another "
+                   "process.";
+        case ERROR_NOT_SUPPORTED:
+            return "The request is not supported.";
+        case ERROR_DEV_NOT_EXIST:
+            return "The specified network resource or device is no longer available.";
+        case ERROR_INVALID_PARAMETER:
+            return "The parameter is incorrect.";
+        case ERROR_SEM_TIMEOUT:
+            return "The semaphore timeout period has expired.";
+        case ERROR_INSUFFICIENT_BUFFER:
+            return "The data area passed to a system call is too small.";
+        case ERROR_INVALID_NAME:
+            return "The filename, directory name, or volume label syntax is incorrect.";
+        case ERROR_ALREADY_EXISTS:
+            return "Cannot create a file when that file already exists.";
+        case ERROR_MORE_DATA:
+            return "More data is available.";
+        case ERROR_NOT_OWNER:
+            return "Attempt to release mutex not owned by caller.";
+        case ERROR_INVALID_ADDRESS:
+            return "Attempt to access invalid address.";
         case ERROR_OPERATION_ABORTED:
-            return "The I/O operation has been aborted because of either a thread exit or an application request.";
-        case ERROR_IO_INCOMPLETE: return "Overlapped I/O event is not in a signaled state.";
-        case ERROR_IO_PENDING: return "Overlapped I/O operation is in progress.";
+            return "The I/O operation has been aborted because of either a thread exit or an "
+                   "application request.";
+        case ERROR_IO_INCOMPLETE:
+            return "Overlapped I/O event is not in a signaled state.";
+        case ERROR_IO_PENDING:
+            return "Overlapped I/O operation is in progress.";
         case ERROR_ALLOTTED_SPACE_EXCEEDED:
             return "No more memory is available for security information updates.";
-        case ERROR_TIMEOUT: return "This operation returned because the timeout period expired.";
-        default: return nullptr;
+        case ERROR_TIMEOUT:
+            return "This operation returned because the timeout period expired.";
+        default:
+            return nullptr;
     }
 }
 
-DWORD WINAPI formatMessageA(DWORD flags, LPCVOID, DWORD code, DWORD, LPSTR buffer, DWORD size, va_list*)
+DWORD WINAPI formatMessageA(DWORD flags, LPCVOID, DWORD code, DWORD, LPSTR buffer, DWORD size,
+                            va_list*)
 {
     const char* text = (flags & FORMAT_MESSAGE_FROM_SYSTEM) ? systemText(code) : nullptr;
     if (text == nullptr || buffer == nullptr) {
@@ -149,7 +184,8 @@ DWORD WINAPI formatMessageA(DWORD flags, LPCVOID, DWORD code, DWORD, LPSTR buffe
 // There is no desktop: the box is a line on the error stream.
 int WINAPI messageBoxA(HWND, LPCSTR text, LPCSTR caption, UINT)
 {
-    std::fprintf(stderr, "%s: %s\n", caption != nullptr ? caption : "", text != nullptr ? text : "");
+    std::fprintf(stderr, "%s: %s\n", caption != nullptr ? caption : "",
+                 text != nullptr ? text : "");
     return IDOK;
 }
 
@@ -168,15 +204,18 @@ LONG WINAPI regOpenKeyExA(HKEY key, LPCSTR subKey, DWORD, REGSAM, PHKEY result)
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI regQueryValueExA(HKEY key, LPCSTR name, LPDWORD, LPDWORD type, LPBYTE data, LPDWORD size)
+LONG WINAPI regQueryValueExA(HKEY key, LPCSTR name, LPDWORD, LPDWORD type, LPBYTE data,
+                             LPDWORD size)
 {
     const char* text = std::getenv("VKRN_DSLRLOGLEVEL");
-    if (key != debugKey() || name == nullptr || std::strcmp(name, "dslrLogLevel") != 0 || text == nullptr) {
+    if (key != debugKey() || name == nullptr || std::strcmp(name, "dslrLogLevel") != 0 ||
+        text == nullptr) {
         return ERROR_FILE_NOT_FOUND;
     }
     char* end = nullptr;
     unsigned long value = std::strtoul(text, &end, 0);
-    if (end == text || *end != '\0' || value > 0xFFFFFFFFul) return ERROR_FILE_NOT_FOUND;  // unreadable
+    if (end == text || *end != '\0' || value > 0xFFFFFFFFul)
+        return ERROR_FILE_NOT_FOUND;  // unreadable
     if (type != nullptr) *type = REG_DWORD;
     if (size == nullptr) return ERROR_INVALID_PARAMETER;
     if (data == nullptr || *size < sizeof(DWORD)) {
@@ -189,7 +228,10 @@ LONG WINAPI regQueryValueExA(HKEY key, LPCSTR name, LPDWORD, LPDWORD type, LPBYT
     return ERROR_SUCCESS;
 }
 
-LONG WINAPI regCloseKey(HKEY key) { return key == debugKey() ? ERROR_SUCCESS : ERROR_INVALID_HANDLE; }
+LONG WINAPI regCloseKey(HKEY key)
+{
+    return key == debugKey() ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+}
 
 const char* logFilePath()
 {
@@ -206,18 +248,55 @@ const char* logFilePath()
 const Api& systemApiTable()
 {
     static const Api table = {
-        heapMalloc, heapCalloc, heapFree,
-        getLastError, setLastErrorApi, CloseHandle,
-        CreateFileA, DeviceIoControl, GetOverlappedResult, CancelIo,
-        CreateEventA, SetEvent, ResetEvent, CreateMutexA, OpenMutexA, ReleaseMutex, WaitForSingleObject,
-        initializeCriticalSection, enterCriticalSection, leaveCriticalSection, deleteCriticalSection,
-        CreateFileMappingA, MapViewOfFile, UnmapViewOfFile,
-        AllocateAndInitializeSid, GetLengthSid, FreeSid, InitializeAcl, AddAccessDeniedAce,
-        AddAccessAllowedAce, InitializeSecurityDescriptor, SetSecurityDescriptorDacl, localAlloc, localFree,
-        CreateThread, GetExitCodeThread, GetCurrentThreadId, GetCurrentProcessId,
-        sleepMilliseconds, tickCount, tickCount, timerPeriod, timerPeriod,
-        getVersionExA, formatMessageA, messageBoxA,
-        regOpenKeyExA, regQueryValueExA, regCloseKey,
+        heapMalloc,
+        heapCalloc,
+        heapFree,
+        getLastError,
+        setLastErrorApi,
+        CloseHandle,
+        CreateFileA,
+        DeviceIoControl,
+        GetOverlappedResult,
+        CancelIo,
+        CreateEventA,
+        SetEvent,
+        ResetEvent,
+        CreateMutexA,
+        OpenMutexA,
+        ReleaseMutex,
+        WaitForSingleObject,
+        initializeCriticalSection,
+        enterCriticalSection,
+        leaveCriticalSection,
+        deleteCriticalSection,
+        CreateFileMappingA,
+        MapViewOfFile,
+        UnmapViewOfFile,
+        AllocateAndInitializeSid,
+        GetLengthSid,
+        FreeSid,
+        InitializeAcl,
+        AddAccessDeniedAce,
+        AddAccessAllowedAce,
+        InitializeSecurityDescriptor,
+        SetSecurityDescriptorDacl,
+        localAlloc,
+        localFree,
+        CreateThread,
+        GetExitCodeThread,
+        GetCurrentThreadId,
+        GetCurrentProcessId,
+        sleepMilliseconds,
+        tickCount,
+        tickCount,
+        timerPeriod,
+        timerPeriod,
+        getVersionExA,
+        formatMessageA,
+        messageBoxA,
+        regOpenKeyExA,
+        regQueryValueExA,
+        regCloseKey,
         logFilePath,
     };
     return table;
