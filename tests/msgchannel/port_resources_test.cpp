@@ -178,6 +178,10 @@ TEST(Port, FlagReadsAndProbeOnlyWhereTheSystemNeedsIt)
     manager->m_osVersionInfo.dwPlatformId = VER_PLATFORM_WIN32_WINDOWS;
     manager->m_osVersionInfo.dwMajorVersion = 4;
     manager->m_osVersionInfo.dwMinorVersion = 10;
+    // The port's own handle holds its device exclusively, so the probe is
+    // shown another device that is there, then one that is not.
+    FakeDevice present(uniqueName("cam"));
+    std::snprintf(manager->m_portName, kPortNameSize, "%s", present.path());
     EXPECT_EQ(manager->CheckDeviceHandle(), vkRN_OK);
     std::snprintf(manager->m_portName, kPortNameSize, "%s", "/nonexistent-device-path/gone");
     EXPECT_EQ(manager->CheckDeviceHandle(), vkRNERROR_DEVICE_NOT_AVAILABLE);

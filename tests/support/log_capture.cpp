@@ -61,7 +61,17 @@ std::string LogCapture::text() const
     std::ifstream in(m_path, std::ios::binary);
     std::ostringstream out;
     out << in.rdbuf();
-    return out.str();
+    std::string text = out.str();
+#ifdef _WIN32
+    // The log is written in text mode, which turns every "\n" into "\r\n".
+    std::string plain;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') continue;
+        plain += text[i];
+    }
+    text = plain;
+#endif
+    return text;
 }
 
 std::vector<std::string> LogCapture::records() const
