@@ -66,6 +66,9 @@ void* Dslr1394Object::DeletingDestructor(uint32_t deletingFlags)
 
 uint32_t Dslr1394Object::Initialize()
 {
+    // A second call (only possible through the raw table) replaces the
+    // message channel; the old one is destroyed rather than lost.
+    delete m_scsiScanMngrPtr;
     m_scsiScanMngrPtr = nullptr;
     m_scsiScanMngrPtr = new ScsiScanManager;
     if (m_scsiScanMngrPtr == nullptr) {

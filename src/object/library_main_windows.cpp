@@ -2,7 +2,4 @@
 
 #include "log/dbg_log.h"
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
-{
-    return Dbg_LibraryEntry(reason);
-}
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) { return Dbg_LibraryEntry(reason); }
