@@ -5,7 +5,7 @@ BUILD ?= build
 JOBS ?= 2
 CMAKE_FLAGS ?= -DVKRN_WERROR=ON
 
-.PHONY: all deps build test demo sanitize clean
+.PHONY: all deps build test demo sanitize lint clean
 
 all: build
 
@@ -32,6 +32,11 @@ sanitize: deps
 	  cmake --build $(BUILD)-$$s -j$(JOBS) && \
 	  ctest --test-dir $(BUILD)-$$s --output-on-failure -j$(JOBS) || exit 1; \
 	done
+
+# The library's sources against .clang-tidy (bug-prone patterns, needless
+# copies, a few readability checks).
+lint: build
+	run-clang-tidy -p $(BUILD) -quiet 'src/' >/dev/null
 
 clean:
 	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64

@@ -9,7 +9,13 @@
 
 bool MEM_FitsWithHeader(DWORD size)
 {
-    return size <= std::numeric_limits<std::size_t>::max() - sizeof(MEMOBJ_HEADER);
+    // Only where size_t is no wider than the size itself can the sum wrap.
+    if constexpr (sizeof(std::size_t) > sizeof(DWORD)) {
+        (void)size;
+        return true;
+    } else {
+        return size <= std::numeric_limits<std::size_t>::max() - sizeof(MEMOBJ_HEADER);
+    }
 }
 
 void* MEM_InitHeader(void* allocation, DWORD size)

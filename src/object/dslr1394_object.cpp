@@ -8,9 +8,9 @@
 
 #include <cstring>
 
+// The interface holds no data, so destroying it is freeing it when asked.
 void* DslrObject::DeletingDestructor(uint32_t deletingFlags)
 {
-    this->~DslrObject();
     if (deletingFlags & 1u) os::Free(this);
     return this;
 }

@@ -25,7 +25,7 @@ struct AceHeader {
 
 DWORD sidLength(const void* sid)
 {
-    return sizeof(SidHeader) + 4u * static_cast<const SidHeader*>(sid)->SubAuthorityCount;
+    return static_cast<DWORD>(sizeof(SidHeader)) + 4u * static_cast<const SidHeader*>(sid)->SubAuthorityCount;
 }
 
 bool isWorldSid(const BYTE* sid)
@@ -69,14 +69,14 @@ BOOL WINAPI AllocateAndInitializeSid(SID_IDENTIFIER_AUTHORITY* authority, BYTE c
         return FALSE;
     }
     const DWORD subs[8] = {sub0, sub1, sub2, sub3, sub4, sub5, sub6, sub7};
-    auto* bytes = static_cast<BYTE*>(std::calloc(1, sizeof(SidHeader) + 4u * count));
+    auto* bytes = static_cast<BYTE*>(std::calloc(1, sizeof(SidHeader) + std::size_t{4} * count));
     if (bytes == nullptr) {
         setLastError(ERROR_NOT_ENOUGH_MEMORY);
         return FALSE;
     }
     SidHeader header{1, count, *authority};
     std::memcpy(bytes, &header, sizeof(header));
-    std::memcpy(bytes + sizeof(header), subs, 4u * count);
+    std::memcpy(bytes + sizeof(header), subs, std::size_t{4} * count);
     *sid = bytes;
     return TRUE;
 }
