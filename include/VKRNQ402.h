@@ -41,6 +41,14 @@
 #define DSLR_EXPORT
 #endif
 
+/* The interface's type information is visible to hosts on ELF systems (their
+ * runtime checks compare it); a DLL exports nothing but its two functions. */
+#if !defined(_WIN32) && defined(__GNUC__)
+#define DSLR_INTERFACE __attribute__((visibility("default")))
+#else
+#define DSLR_INTERFACE
+#endif
+
 /* Result codes: 0 is success, errors are 0x02000000 plus a number. A camera's
  * own Remote API error nnnn is returned as 0x0200nnnn. */
 #define vkRN_OK 0x00000000u
@@ -75,7 +83,7 @@ typedef uint32_t(DSLR_STDCALL* DslrNotifyCallback)(uint32_t eventId, void* param
 /* The device object. Records whose layout belongs to one operation are passed
  * as untyped pointers here; their layouts are documented with the operations. */
 // clang-format off
-class DslrObject {
+class DSLR_INTERFACE DslrObject {
 public:
     /* Slot 0: destroys the object; bit 0 of the flag set also frees its memory.
      * It stands where a compiler for the host's platform puts the deleting
