@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <ctime>
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace os::posix {
@@ -20,8 +21,15 @@ struct MutexBlock {
     std::atomic<std::uint32_t> ready;
     pid_t creatorPid;
     std::uint32_t deniesSecurityChanges;
+    // The owning thread (system-wide id) and how often it holds the mutex;
+    // written only by the owner, so a release by anyone else is refused
+    // before it reaches the lock.
+    std::atomic<pid_t> owner;
+    std::uint32_t recursion;
     pthread_mutex_t mutex;
 };
+
+pid_t currentThread() { return static_cast<pid_t>(syscall(SYS_gettid)); }
 
 void initMutexBlock(MutexBlock* block, bool shared, bool deniesSecurityChanges)
 {
@@ -73,11 +81,15 @@ public:
         }
         switch (result) {
             case 0:
+                becomeOwner();
                 return WAIT_OBJECT_0;
             case ETIMEDOUT:
                 return WAIT_TIMEOUT;
             case EOWNERDEAD:
+                // The dead owner's count died with it.
                 pthread_mutex_consistent(&m_block->mutex);
+                m_block->owner.store(0);
+                becomeOwner();
                 return WAIT_ABANDONED;
             default:
                 setLastError(ERROR_INVALID_HANDLE);
@@ -87,10 +99,12 @@ public:
 
     BOOL release()
     {
-        if (pthread_mutex_unlock(&m_block->mutex) != 0) {
+        if (m_block->owner.load() != currentThread()) {
             setLastError(ERROR_NOT_OWNER);
             return FALSE;
         }
+        if (--m_block->recursion == 0) m_block->owner.store(0);
+        pthread_mutex_unlock(&m_block->mutex);
         return TRUE;
     }
 
@@ -100,6 +114,16 @@ public:
     }
 
 private:
+    void becomeOwner()
+    {
+        if (m_block->owner.load() == currentThread()) {
+            ++m_block->recursion;
+        } else {
+            m_block->owner.store(currentThread());
+            m_block->recursion = 1;
+        }
+    }
+
     std::unique_ptr<MutexBlock> m_local;
     std::unique_ptr<SharedMemory> m_memory;
     MutexBlock* m_block = nullptr;
