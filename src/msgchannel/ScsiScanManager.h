@@ -5,6 +5,7 @@
 #pragma once
 
 #include "memory/os_allocated.h"
+#include "platform/scsiscan.h"
 #include "platform/win32_types.h"
 
 constexpr DWORD kPortNameSize = 260;
@@ -15,16 +16,26 @@ public:
     ScsiScanManager(const ScsiScanManager&) = delete;
     ScsiScanManager& operator=(const ScsiScanManager&) = delete;
 
-    virtual DWORD ClosePort();                        // 7
-    virtual DWORD OpenPort(const char* portName);     // 8
-    virtual ~ScsiScanManager();                       // 9
-    virtual DWORD WriteMapFile(DWORD value);          // 10
-    virtual DWORD CheckDeviceHandle();                // 11
-    virtual DWORD ReadMapFile();                      // 12
-    virtual DWORD WaitForMutexObject(DWORD timeout);  // 18
-    virtual DWORD CreateoverlappedEventHandle();      // 31
-    virtual DWORD CreateMapFileHandle();              // 32
-    virtual DWORD CreateMutexHandle();                // 33
+    virtual DWORD ClosePort();                     // 7
+    virtual DWORD OpenPort(const char* portName);  // 8
+    virtual ~ScsiScanManager();                    // 9
+    virtual DWORD WriteMapFile(DWORD value);       // 10
+    virtual DWORD CheckDeviceHandle();             // 11
+    virtual DWORD ReadMapFile();                   // 12
+    virtual DWORD ScsiScanSequence(DWORD operation, BYTE* data, DWORD size,
+                                   DWORD timeout);         // 13
+    virtual DWORD WaitForOverlappedObject(DWORD timeout);  // 16
+    virtual DWORD CheckDeviceIoControlResult();            // 17
+    virtual DWORD WaitForMutexObject(DWORD timeout);       // 18
+    virtual DWORD CreateScsiScanCommand(SCSISCAN_CMD* command, DWORD operation,
+                                        DWORD length);                           // 19
+    virtual DWORD Create12byteScsiCDB(BYTE operation, BYTE* cdb, DWORD length);  // 20
+    virtual DWORD Create10byteScsiCDB(BYTE operation, BYTE* cdb, DWORD length);  // 21
+    virtual DWORD Create6byteScsiCDB(BYTE operation, BYTE* cdb, DWORD length);   // 22
+    virtual DWORD SetTimeOut(DWORD seconds);                                     // 23
+    virtual DWORD CreateoverlappedEventHandle();                                 // 31
+    virtual DWORD CreateMapFileHandle();                                         // 32
+    virtual DWORD CreateMutexHandle();                                           // 33
     virtual DWORD CreateMapFileHandleAttributes(SECURITY_ATTRIBUTES* attributes,
                                                 SECURITY_DESCRIPTOR* descriptor);  // 34
     virtual DWORD CreateMutexHandleAttributes(SECURITY_ATTRIBUTES* attributes,
@@ -47,6 +58,13 @@ public:
 private:
     bool isNT() const;
     bool isWindows98() const;
+    bool isWindowsMe() const;
+    // Runs one command of a sequence: builds its block, hands it to the
+    // driver, waits, and reads how many bytes it moved. A command that
+    // outlives its wait is cancelled and awaited before its block and
+    // OVERLAPPED record go out of scope.
+    DWORD runCommand(DWORD operation, BYTE* position, DWORD length, DWORD timeout,
+                     DWORD& transferred);
     // Builds the world-SID descriptor shared by the two attribute operations;
     // denyWriteAccess adds the entry that keeps other processes from changing
     // the object's security.
@@ -59,6 +77,11 @@ private:
     // exclusive, overlapped.
     HANDLE openDevicePath() const;
 };
+
+// Process-wide, as the driver reports into them: the SRB status of the last
+// command and the auto-sense buffer of REQUEST SENSE.
+extern BYTE g_bySrbStatus;
+extern BYTE g_senseData[21];
 
 // Releases the access-control list a descriptor built by the attribute
 // operations refers to, once the object it protected has been created.

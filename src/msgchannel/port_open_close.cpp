@@ -30,6 +30,12 @@ bool ScsiScanManager::isWindows98() const
            m_osVersionInfo.dwMajorVersion == 4 && m_osVersionInfo.dwMinorVersion == 10;
 }
 
+bool ScsiScanManager::isWindowsMe() const
+{
+    return m_osVersionInfo.dwPlatformId == VER_PLATFORM_WIN32_WINDOWS &&
+           m_osVersionInfo.dwMajorVersion == 4 && m_osVersionInfo.dwMinorVersion == 90;
+}
+
 void ScsiScanManager::closeAndInvalidate(HANDLE& handle)
 {
     os::CloseHandle(handle);

@@ -5,6 +5,7 @@
 
 #include "VKRNQ402.h"
 #include "platform/platform_api.h"
+#include "support/fake_device.h"
 #include "support/log_capture.h"
 
 #include <gtest/gtest.h>
@@ -30,36 +31,6 @@ struct ManagerDeleter {
 };
 using Manager = std::unique_ptr<ScsiScanManager, ManagerDeleter>;
 Manager newManager() { return Manager(new ScsiScanManager); }
-
-std::string uniqueName(const std::string& prefix)
-{
-    static std::atomic<int> counter{0};
-    return prefix + std::to_string(os::GetCurrentProcessId()) + "-" + std::to_string(counter++);
-}
-
-// A plain file stands in for the device: opening the port needs nothing more
-// of it. The path ends in "<folder>\<baseName>" on every system, so that the
-// part after the last backslash, which names the shared objects, is baseName.
-class FakeDevice {
-public:
-    explicit FakeDevice(const std::string& baseName, const std::string& folder = uniqueName("dev"))
-    {
-        namespace fs = std::filesystem;
-        fs::path temp = fs::temp_directory_path();
-#ifdef _WIN32
-        fs::create_directories(temp / folder);
-        m_path = (temp / folder).string() + "\\" + baseName;
-#else
-        m_path = (temp / (folder + "\\" + baseName)).string();
-#endif
-        std::ofstream(m_path).put('\0');
-    }
-    ~FakeDevice() { std::remove(m_path.c_str()); }
-    const char* path() const { return m_path.c_str(); }
-
-private:
-    std::string m_path;
-};
 
 TEST(PortNames, OnlyTheBaseNameEntersTheObjectNames)
 {

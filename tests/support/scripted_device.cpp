@@ -1,0 +1,75 @@
+#include "support/scripted_device.h"
+
+namespace {
+
+ScriptedDevice* g_device = nullptr;
+
+BOOL WINAPI scriptedIoControl(HANDLE, DWORD code, LPVOID in, DWORD, LPVOID out, DWORD, LPDWORD,
+                              LPOVERLAPPED overlapped)
+{
+    if (code != IOCTL_SCSISCAN_CMD) return TRUE;  // the time-out setting always takes
+    return g_device->issue(static_cast<SCSISCAN_CMD*>(in), out, overlapped);
+}
+
+BOOL WINAPI scriptedOverlappedResult(HANDLE, LPOVERLAPPED overlapped, LPDWORD transferred, BOOL)
+{
+    if (transferred != nullptr) *transferred = static_cast<DWORD>(overlapped->InternalHigh);
+    if (overlapped->Internal != 0) {
+        os::SetLastError(static_cast<DWORD>(overlapped->Internal));
+        return FALSE;
+    }
+    return TRUE;
+}
+
+BOOL WINAPI scriptedCancel(HANDLE) { return g_device->cancel(); }
+
+}  // namespace
+
+ScriptedDevice::ScriptedDevice(std::vector<ScriptedCompletion> script)
+    : m_saved(os::api()), m_script(std::move(script))
+{
+    g_device = this;
+    os::api().DeviceIoControl = scriptedIoControl;
+    os::api().GetOverlappedResult = scriptedOverlappedResult;
+    os::api().CancelIo = scriptedCancel;
+}
+
+ScriptedDevice::~ScriptedDevice()
+{
+    os::api() = m_saved;
+    g_device = nullptr;
+}
+
+ScriptedDevice* ScriptedDevice::current() { return g_device; }
+
+BOOL ScriptedDevice::issue(SCSISCAN_CMD* block, LPVOID buffer, LPOVERLAPPED overlapped)
+{
+    m_commands.push_back({std::vector<BYTE>(block->Cdb, block->Cdb + block->CdbLength),
+                          block->TransferLength, block->SrbFlags,
+                          static_cast<const BYTE*>(buffer)});
+    ScriptedCompletion next{block->TransferLength};
+    if (m_next < m_script.size()) next = m_script[m_next++];
+    os::SetLastError(ERROR_IO_PENDING);
+    if (next.hang) {
+        overlapped->Internal = STATUS_PENDING;
+        m_pending = overlapped;
+        return FALSE;
+    }
+    *block->pSrbStatus = next.srbStatus;
+    overlapped->Internal = 0;
+    overlapped->InternalHigh = next.count;
+    os::SetEvent(overlapped->hEvent);
+    return FALSE;
+}
+
+BOOL ScriptedDevice::cancel()
+{
+    ++m_cancels;
+    if (m_pending != nullptr) {
+        m_pending->Internal = ERROR_OPERATION_ABORTED;
+        m_pending->InternalHigh = 0;
+        os::SetEvent(m_pending->hEvent);
+        m_pending = nullptr;
+    }
+    return TRUE;
+}

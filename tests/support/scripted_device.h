@@ -1,0 +1,48 @@
+// A still-image driver played from a script, installed in the platform
+// table: it records every command the library hands to DeviceIoControl and
+// completes each with the next scripted byte count and SRB status. Commands
+// past the script move everything they ask for. A scripted `hang` never
+// completes until cancelled.
+#pragma once
+
+#include "platform/platform_api.h"
+#include "platform/scsiscan.h"
+
+#include <vector>
+
+struct ScriptedCompletion {
+    DWORD count;
+    BYTE srbStatus = SRB_STATUS_SUCCESS;
+    bool hang = false;
+};
+
+struct IssuedCommand {
+    std::vector<BYTE> cdb;
+    DWORD transferLength;
+    DWORD srbFlags;
+    const BYTE* buffer;  // where the library pointed the data
+};
+
+class ScriptedDevice {
+public:
+    explicit ScriptedDevice(std::vector<ScriptedCompletion> script);
+    ~ScriptedDevice();
+    ScriptedDevice(const ScriptedDevice&) = delete;
+    ScriptedDevice& operator=(const ScriptedDevice&) = delete;
+
+    const std::vector<IssuedCommand>& commands() const { return m_commands; }
+    unsigned cancels() const { return m_cancels; }
+
+    // For the table entries.
+    static ScriptedDevice* current();
+    BOOL issue(SCSISCAN_CMD* block, LPVOID buffer, LPOVERLAPPED overlapped);
+    BOOL cancel();
+
+private:
+    os::Api m_saved;
+    std::vector<ScriptedCompletion> m_script;
+    std::size_t m_next = 0;
+    std::vector<IssuedCommand> m_commands;
+    LPOVERLAPPED m_pending = nullptr;
+    unsigned m_cancels = 0;
+};
