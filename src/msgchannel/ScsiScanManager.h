@@ -10,39 +10,58 @@
 
 constexpr DWORD kPortNameSize = 260;
 
+class MemoryBuffer;
+class MessageBuffer;
+class SenseMessage;
+
 class ScsiScanManager : public OsAllocated {
 public:
     ScsiScanManager();
     ScsiScanManager(const ScsiScanManager&) = delete;
     ScsiScanManager& operator=(const ScsiScanManager&) = delete;
 
-    virtual DWORD ClosePort();                     // 7
-    virtual DWORD OpenPort(const char* portName);  // 8
-    virtual ~ScsiScanManager();                    // 9
-    virtual DWORD WriteMapFile(DWORD value);       // 10
-    virtual DWORD CheckDeviceHandle();             // 11
-    virtual DWORD ReadMapFile();                   // 12
-    virtual DWORD ScsiScanSequence(DWORD operation, BYTE* data, DWORD size,
-                                   DWORD timeout);         // 13
-    virtual DWORD WaitForOverlappedObject(DWORD timeout);  // 16
-    virtual DWORD CheckDeviceIoControlResult();            // 17
-    virtual DWORD WaitForMutexObject(DWORD timeout);       // 18
-    virtual DWORD CreateScsiScanCommand(SCSISCAN_CMD* command, DWORD operation,
-                                        DWORD length);                           // 19
-    virtual DWORD Create12byteScsiCDB(BYTE operation, BYTE* cdb, DWORD length);  // 20
-    virtual DWORD Create10byteScsiCDB(BYTE operation, BYTE* cdb, DWORD length);  // 21
-    virtual DWORD Create6byteScsiCDB(BYTE operation, BYTE* cdb, DWORD length);   // 22
-    virtual DWORD SetTimeOut(DWORD seconds);                                     // 23
-    virtual DWORD CreateoverlappedEventHandle();                                 // 31
-    virtual DWORD CreateMapFileHandle();                                         // 32
-    virtual DWORD CreateMutexHandle();                                           // 33
+    // The operations in the order of the object's table.
+    virtual DWORD FactoryReadMessage(MessageBuffer* message, DWORD timeout);
+    virtual DWORD FactoryWriteMessage(MessageBuffer* message, DWORD timeout);
+    virtual DWORD ReadRequestSense(SenseMessage* sense);
+    virtual DWORD ReadMessage(MessageBuffer* message, DWORD timeout);
+    virtual DWORD WriteMessage(MessageBuffer* message, DWORD timeout);
+    virtual DWORD DisConnectCamera();
+    virtual DWORD ConnectCamera(DWORD* deviceIDData, DWORD* modelID, WORD* endianType);
+    virtual DWORD ClosePort();
+    virtual DWORD OpenPort(const char* portName);
+    virtual ~ScsiScanManager();
+    virtual DWORD WriteMapFile(DWORD value);
+    virtual DWORD CheckDeviceHandle();
+    virtual DWORD ReadMapFile();
+    virtual DWORD ScsiScanSequence(DWORD operation, BYTE* data, DWORD size, DWORD timeout);
+    virtual DWORD ReadSequence(DWORD messageType, BYTE* buffer, DWORD length, DWORD timeout);
+    virtual DWORD WriteSequence(DWORD messageType, const BYTE* data, DWORD length, DWORD timeout);
+    virtual DWORD WaitForOverlappedObject(DWORD timeout);
+    virtual DWORD CheckDeviceIoControlResult();
+    virtual DWORD WaitForMutexObject(DWORD timeout);
+    virtual DWORD CreateScsiScanCommand(SCSISCAN_CMD* command, DWORD operation, DWORD length);
+    virtual DWORD Create12byteScsiCDB(BYTE operation, BYTE* cdb, DWORD length);
+    virtual DWORD Create10byteScsiCDB(BYTE operation, BYTE* cdb, DWORD length);
+    virtual DWORD Create6byteScsiCDB(BYTE operation, BYTE* cdb, DWORD length);
+    virtual DWORD SetTimeOut(DWORD seconds);
+    virtual DWORD NegotiationDevice();
+    virtual DWORD SendSetNegotiationDataRequest(const DWORD* record);
+    virtual DWORD SendGetNegotiationDataRequest(DWORD* record);
+    virtual DWORD SendGetDeviceIDDataRequest(DWORD* deviceIDData, DWORD* modelID);
+    virtual DWORD SendDisConnectRequest();
+    virtual DWORD SendConnectRequest();
+    virtual DWORD SendEndianTypeRequest();
+    virtual DWORD CreateoverlappedEventHandle();
+    virtual DWORD CreateMapFileHandle();
+    virtual DWORD CreateMutexHandle();
     virtual DWORD CreateMapFileHandleAttributes(SECURITY_ATTRIBUTES* attributes,
-                                                SECURITY_DESCRIPTOR* descriptor);  // 34
+                                                SECURITY_DESCRIPTOR* descriptor);
     virtual DWORD CreateMutexHandleAttributes(SECURITY_ATTRIBUTES* attributes,
-                                              SECURITY_DESCRIPTOR* descriptor);  // 35
-    virtual DWORD CreateMapFileObjectName(char* name);                           // 36
-    virtual DWORD CreateMutexObjectName(char* name);                             // 37
-    virtual DWORD CreateDeviceHandle();                                          // 38
+                                              SECURITY_DESCRIPTOR* descriptor);
+    virtual DWORD CreateMapFileObjectName(char* name);
+    virtual DWORD CreateMutexObjectName(char* name);
+    virtual DWORD CreateDeviceHandle();
 
     DWORD m_portOpenCount;
     WORD m_wTransferID;
@@ -73,6 +92,13 @@ private:
     // Writes prefix + the port's base name into a 260-byte name buffer.
     DWORD makeObjectName(char* name, const char* prefix);
     void closeAndInvalidate(HANDLE& handle);
+    // One SCSI transfer of a whole buffer under the access mutex, between two
+    // checks of the no-device flag; `name` begins the log texts.
+    DWORD lockedTransfer(const char* name, DWORD operation, MemoryBuffer* buffer,
+                         DWORD mutexTimeout, DWORD timeout);
+    // A request and its reply of exactly replyLength data bytes.
+    DWORD exchange(const char* name, DWORD requestType, const BYTE* request, DWORD requestLength,
+                   BYTE* reply, DWORD replyLength);
     // Opens m_portName the way the still-image driver expects: read/write,
     // exclusive, overlapped.
     HANDLE openDevicePath() const;

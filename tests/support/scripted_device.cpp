@@ -1,5 +1,7 @@
 #include "support/scripted_device.h"
 
+#include <algorithm>
+
 namespace {
 
 ScriptedDevice* g_device = nullptr;
@@ -7,7 +9,10 @@ ScriptedDevice* g_device = nullptr;
 BOOL WINAPI scriptedIoControl(HANDLE, DWORD code, LPVOID in, DWORD, LPVOID out, DWORD, LPDWORD,
                               LPOVERLAPPED overlapped)
 {
-    if (code != IOCTL_SCSISCAN_CMD) return TRUE;  // the time-out setting always takes
+    if (code == IOCTL_SCSISCAN_SET_TIMEOUT) {
+        g_device->timeoutSet(*static_cast<DWORD*>(in));
+        return TRUE;
+    }
     return g_device->issue(static_cast<SCSISCAN_CMD*>(in), out, overlapped);
 }
 
@@ -44,10 +49,13 @@ ScriptedDevice* ScriptedDevice::current() { return g_device; }
 
 BOOL ScriptedDevice::issue(SCSISCAN_CMD* block, LPVOID buffer, LPOVERLAPPED overlapped)
 {
-    m_commands.push_back({std::vector<BYTE>(block->Cdb, block->Cdb + block->CdbLength),
-                          block->TransferLength, block->SrbFlags,
-                          static_cast<const BYTE*>(buffer)});
-    ScriptedCompletion next{block->TransferLength};
+    auto* bytes = static_cast<BYTE*>(buffer);
+    const bool dataOut = block->SrbFlags == SRB_FLAGS_DATA_OUT;
+    m_commands.push_back(
+        {std::vector<BYTE>(block->Cdb, block->Cdb + block->CdbLength), block->TransferLength,
+         block->SrbFlags, bytes,
+         dataOut ? std::vector<BYTE>(bytes, bytes + block->TransferLength) : std::vector<BYTE>()});
+    ScriptedCompletion next;
     if (m_next < m_script.size()) next = m_script[m_next++];
     os::SetLastError(ERROR_IO_PENDING);
     if (next.hang) {
@@ -55,9 +63,14 @@ BOOL ScriptedDevice::issue(SCSISCAN_CMD* block, LPVOID buffer, LPOVERLAPPED over
         m_pending = overlapped;
         return FALSE;
     }
+    DWORD count = next.count == ScriptedCompletion::kAll ? block->TransferLength : next.count;
+    if (!dataOut && !next.reply.empty()) {
+        count = std::min<DWORD>(block->TransferLength, static_cast<DWORD>(next.reply.size()));
+        std::copy(next.reply.begin(), next.reply.begin() + count, bytes);
+    }
     *block->pSrbStatus = next.srbStatus;
     overlapped->Internal = 0;
-    overlapped->InternalHigh = next.count;
+    overlapped->InternalHigh = count;
     os::SetEvent(overlapped->hEvent);
     return FALSE;
 }
