@@ -34,7 +34,7 @@ private:
 
 struct Openers {
     std::mutex lock;
-    std::vector<std::pair<std::string, DeviceOpener>> byPrefix;
+    std::vector<std::pair<std::string, DeviceOpener>> byPrefix = {{"sim:", OpenSimDevice}};
 };
 
 Openers& openers()

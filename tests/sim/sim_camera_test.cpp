@@ -1,0 +1,94 @@
+// The in-process simulated camera behind "sim:" ports, driven through the
+// library's own message channel.
+
+#ifndef _WIN32  // the Windows table has no "sim:" provider yet
+
+#include "msgchannel/ScsiScanManager.h"
+
+#include "VKRNQ402.h"
+#include "memory/sense_message.h"
+#include "sim/camera.h"
+#include "support/fake_device.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+class SimCamera : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_camera = sim::cameraNamed(m_name);
+        m_manager = new ScsiScanManager;
+        ASSERT_EQ(m_manager->OpenPort(("sim:" + m_name).c_str()), vkRN_OK);
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(m_manager->ClosePort(), vkRN_OK);
+        delete m_manager;
+    }
+    std::string m_name = uniqueName("camera");
+    std::shared_ptr<sim::Camera> m_camera;
+    ScsiScanManager* m_manager = nullptr;
+};
+
+TEST_F(SimCamera, HandshakeLearnsModelAndBlockSize)
+{
+    sim::CameraOptions options;
+    options.modelId = 0x80000529;
+    options.blockSize = 0x8000;
+    options.deviceId = 0x42;
+    m_camera->configure(options);
+    DWORD deviceID = 0, model = 0;
+    WORD endian = 1;
+    ASSERT_EQ(m_manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
+    EXPECT_EQ(deviceID, 0x42u);
+    EXPECT_EQ(model, 0x80000529u);
+    EXPECT_EQ(m_manager->m_maxScsiDataSize, 0x8000u);
+    EXPECT_EQ(m_camera->messagesReceived(),
+              (std::vector<std::uint32_t>{0x10000001, 0x10000003, 0x10000004, 0x10000005}));
+    EXPECT_EQ(m_manager->DisConnectCamera(), vkRN_OK);
+}
+
+TEST_F(SimCamera, LongMessageArrivesInNegotiatedBlocks)
+{
+    sim::CameraOptions options;
+    options.blockSize = 0x8000;
+    m_camera->configure(options);
+    DWORD deviceID = 0, model = 0;
+    WORD endian = 0;
+    ASSERT_EQ(m_manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
+    std::size_t before = m_camera->received().size();
+
+    std::vector<BYTE> payload(0x14000 - 8, 0x33);
+    ASSERT_EQ(m_manager->WriteSequence(0x10000010, payload.data(),
+                                       static_cast<DWORD>(payload.size()), 10000),
+              vkRN_OK);
+    std::vector<sim::ReceivedCommand> commands = m_camera->received();
+    ASSERT_EQ(commands.size() - before, 3u);
+    const DWORD expected[] = {0x8000, 0x8000, 0x4000};
+    for (int i = 0; i < 3; ++i) {
+        const sim::ReceivedCommand& command = commands[before + i];
+        EXPECT_EQ(command.cdb[0], SCSIOP_WRITE10);
+        EXPECT_EQ(command.length, expected[i]);
+        EXPECT_EQ(static_cast<DWORD>((command.cdb[7] << 8) | command.cdb[8]), expected[i] & 0xFFFF);
+    }
+    EXPECT_EQ(m_camera->messagesReceived().back(), 0x10000010u);
+}
+
+TEST_F(SimCamera, SenseReadAnswersWithFixedFormatData)
+{
+    SenseMessage* sense = new SenseMessage;
+    ASSERT_EQ(sense->CreateSenseMessageBuffer(64), vkRN_OK);
+    ASSERT_EQ(m_manager->ReadRequestSense(sense), vkRN_OK);
+    EXPECT_EQ(sense->GetBufferPointer()[0], 0x70);
+    EXPECT_EQ(sense->CheckSenseMessage(9, 0x80), 0);  // no events waiting
+    EXPECT_EQ(m_camera->received().back().cdb, (std::vector<std::uint8_t>{0x03, 0, 0, 0, 0x54, 0}));
+    delete sense;
+}
+
+}  // namespace
+
+#endif  // _WIN32
