@@ -168,14 +168,7 @@ void WINAPI fastSleep(DWORD milliseconds)
 {
     FastClock::current()->saved().Sleep(FastClock::current()->scaled(milliseconds));
 }
-DWORD WINAPI fastTickCount()
-{
-    return FastClock::current()->now(FastClock::current()->saved().GetTickCount());
-}
-DWORD WINAPI fastTimeGetTime()
-{
-    return FastClock::current()->now(FastClock::current()->saved().timeGetTime());
-}
+DWORD WINAPI fastTickCount() { return FastClock::current()->now(); }
 DWORD WINAPI fastWait(HANDLE handle, DWORD milliseconds)
 {
     return FastClock::current()->saved().WaitForSingleObject(
@@ -188,13 +181,14 @@ FastClock::FastClock(unsigned factor)
     : m_saved(os::api()),
       m_previous(g_clock),
       m_factor(factor == 0 ? 1 : factor),
-      m_start(m_saved.GetTickCount())
+      m_tickStart(m_saved.GetTickCount()),
+      m_timerStart(m_saved.timeGetTime())
 {
     g_clock = this;
     os::Api& table = os::api();
     table.Sleep = fastSleep;
     table.GetTickCount = fastTickCount;
-    table.timeGetTime = fastTimeGetTime;
+    table.timeGetTime = fastTickCount;
     table.WaitForSingleObject = fastWait;
 }
 
@@ -213,7 +207,10 @@ DWORD FastClock::scaled(DWORD milliseconds) const
     return fast == 0 ? 1 : fast;
 }
 
-DWORD FastClock::now(DWORD realNow) const { return m_start + (realNow - m_start) * m_factor; }
+DWORD FastClock::now() const
+{
+    return m_tickStart + (m_saved.timeGetTime() - m_timerStart) * m_factor;
+}
 
 std::size_t openHandleCount()
 {

@@ -90,13 +90,17 @@ public:
     static FastClock* current();
     const os::Api& saved() const { return m_saved; }
     DWORD scaled(DWORD milliseconds) const;
-    DWORD now(DWORD realNow) const;
+    // The fast clock's time. It advances from the millisecond timer, which
+    // steps finely everywhere (Windows' tick count steps by 15-17 ms, which
+    // at a factor of 1000 would swallow a whole time budget in one step).
+    DWORD now() const;
 
 private:
     os::Api m_saved;
     FastClock* m_previous;
     unsigned m_factor;
-    DWORD m_start;
+    DWORD m_tickStart;
+    DWORD m_timerStart;
 };
 
 // Live handles of this process, for leak checks.
