@@ -138,8 +138,8 @@ public:
     LogLevelSetting()
     {
         HKEY velor = nullptr;
-        m_velorExisted = ::RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Velor", 0,
-                                         KEY_QUERY_VALUE, &velor) == ERROR_SUCCESS;
+        m_velorExisted = ::RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Velor", 0, KEY_QUERY_VALUE,
+                                         &velor) == ERROR_SUCCESS;
         if (m_velorExisted) ::RegCloseKey(velor);
         DWORD disposition = 0;
         if (::RegCreateKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, 0,
