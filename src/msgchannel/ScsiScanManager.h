@@ -96,6 +96,10 @@ private:
     // checks of the no-device flag; `name` begins the log texts.
     DWORD lockedTransfer(const char* name, DWORD operation, MemoryBuffer* buffer,
                          DWORD mutexTimeout, DWORD timeout);
+    // A factory message: `transfer` under the driver's long time-out.
+    DWORD factoryTransfer(const char* name, const char* transferName,
+                          DWORD (ScsiScanManager::*transfer)(MessageBuffer*, DWORD),
+                          MessageBuffer* message, DWORD timeout);
     // A request and its reply of exactly replyLength data bytes.
     DWORD exchange(const char* name, DWORD requestType, const BYTE* request, DWORD requestLength,
                    BYTE* reply, DWORD replyLength);

@@ -132,58 +132,45 @@ DWORD ScsiScanManager::ReadRequestSense(SenseMessage* sense)
 
 // The factory messages run with the driver's long time-out, set and
 // restored around the message outside the mutex.
+DWORD ScsiScanManager::factoryTransfer(const char* name, const char* transferName,
+                                       DWORD (ScsiScanManager::*transfer)(MessageBuffer*, DWORD),
+                                       MessageBuffer* message, DWORD timeout)
+{
+    DWORD result = SetTimeOut(kFactoryTimeoutSeconds);
+    if (result != vkRN_OK) {
+        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
+                   SSCM_TEXT("%s: SetTimeOut(SCSISCAN_TIMEOUT_FAPI_MODE) went wrong"), name);
+        return result;
+    }
+    result = (this->*transfer)(message, timeout);
+    if (result != vkRN_OK) {
+        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "\t%s: %s() went wrong", name, transferName);
+    } else {
+        Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, "\t%s: %s() was successful", name, transferName);
+    }
+    DWORD restored = SetTimeOut(kDefaultTimeoutSeconds);
+    if (restored != vkRN_OK) {
+        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
+                   SSCM_TEXT("%s: SetTimeOut(SCSISCAN_TIMEOUT_DEFAULT_MODE) went wrong"), name);
+        return restored;
+    }
+    return result;
+}
+
 DWORD ScsiScanManager::FactoryWriteMessage(MessageBuffer* message, DWORD timeout)
 {
     FunctionTrace trace(DBG_TAG_SSCM, "\t\tFactoryWriteMessage->",
                         SSCM_TEXT("FactoryWriteMessage<-"));
-    DWORD result = SetTimeOut(kFactoryTimeoutSeconds);
-    if (result != vkRN_OK) {
-        Dbg_Printf(
-            DBG_TAG_SSCM, DBG_ERROR,
-            SSCM_TEXT("FactoryWriteMessage: SetTimeOut(SCSISCAN_TIMEOUT_FAPI_MODE) went wrong"));
-        return result;
-    }
-    result = WriteMessage(message, timeout);
-    if (result != vkRN_OK) {
-        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "\tFactoryWriteMessage: WriteMessage() went wrong");
-    } else {
-        Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, "\tFactoryWriteMessage: WriteMessage() was successful");
-    }
-    DWORD restored = SetTimeOut(kDefaultTimeoutSeconds);
-    if (restored != vkRN_OK) {
-        Dbg_Printf(
-            DBG_TAG_SSCM, DBG_ERROR,
-            SSCM_TEXT("FactoryWriteMessage: SetTimeOut(SCSISCAN_TIMEOUT_DEFAULT_MODE) went wrong"));
-        return restored;
-    }
-    return result;
+    return factoryTransfer("FactoryWriteMessage", "WriteMessage", &ScsiScanManager::WriteMessage,
+                           message, timeout);
 }
 
 DWORD ScsiScanManager::FactoryReadMessage(MessageBuffer* message, DWORD timeout)
 {
     FunctionTrace trace(DBG_TAG_SSCM, "\t\tFactoryReadMessage->",
                         SSCM_TEXT("FactoryReadMessage<-"));
-    DWORD result = SetTimeOut(kFactoryTimeoutSeconds);
-    if (result != vkRN_OK) {
-        Dbg_Printf(
-            DBG_TAG_SSCM, DBG_ERROR,
-            SSCM_TEXT("FactoryReadMessage: SetTimeOut(SCSISCAN_TIMEOUT_FAPI_MODE) went wrong"));
-        return result;
-    }
-    result = ReadMessage(message, timeout);
-    if (result != vkRN_OK) {
-        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "\tFactoryReadMessage: ReadMessage() went wrong");
-    } else {
-        Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, "\tFactoryReadMessage: ReadMessage() was successful");
-    }
-    DWORD restored = SetTimeOut(kDefaultTimeoutSeconds);
-    if (restored != vkRN_OK) {
-        Dbg_Printf(
-            DBG_TAG_SSCM, DBG_ERROR,
-            SSCM_TEXT("FactoryReadMessage: SetTimeOut(SCSISCAN_TIMEOUT_DEFAULT_MODE) went wrong"));
-        return restored;
-    }
-    return result;
+    return factoryTransfer("FactoryReadMessage", "ReadMessage", &ScsiScanManager::ReadMessage,
+                           message, timeout);
 }
 
 DWORD ScsiScanManager::WriteSequence(DWORD messageType, const BYTE* data, DWORD length,

@@ -158,6 +158,24 @@ TEST_F(Handshake, DisconnectNeedsTheOnlyUser)
     EXPECT_EQ(closed.DisConnectCamera(), vkRNERROR_PORT_NOT_OPEN);
 }
 
+TEST_F(Handshake, FactoryMessagesRunUnderTheLongDriverTimeOut)
+{
+    LogCapture log(0x4);
+    ScriptedDevice device({kSent, reply(0x20000099, {5})});
+    MessageBuffer* request = new MessageBuffer;
+    ASSERT_EQ(request->CreateTransferMessage(0x10000099, nullptr, 0), vkRN_OK);
+    EXPECT_EQ(m_manager->FactoryWriteMessage(request, 10000), vkRN_OK);
+    MessageBuffer* answer = new MessageBuffer;
+    ASSERT_EQ(answer->CreateRecivedMessageBuffer(4), vkRN_OK);
+    EXPECT_EQ(m_manager->FactoryReadMessage(answer, 10000), vkRN_OK);
+    EXPECT_EQ(answer->CheckRecivedMessage(0x20000099, 4), vkRN_OK);
+    EXPECT_EQ(device.timeouts(), (std::vector<DWORD>{600, 60, 600, 60}));
+    EXPECT_TRUE(log.contains("\tFactoryWriteMessage: WriteMessage() was successful."));
+    EXPECT_TRUE(log.contains("\tFactoryReadMessage: ReadMessage() was successful."));
+    delete request;
+    delete answer;
+}
+
 TEST_F(Handshake, SenseReadsRestoreTheDriverTimeOut)
 {
     for (BYTE status : {SRB_STATUS_SUCCESS, SRB_STATUS_NO_DEVICE}) {
