@@ -1,5 +1,7 @@
 #include "sim/camera.h"
 
+#include "sim/handshake.h"
+
 #include <algorithm>
 #include <cstring>
 #include <map>
@@ -10,16 +12,11 @@ namespace {
 
 constexpr std::uint8_t kSuccess = 0x01;
 constexpr std::uint8_t kError = 0x04;
-constexpr std::size_t kHeader = 8;
+constexpr std::uint8_t kRequestFlushed = 0x16;
 constexpr std::size_t kFixedSense = 20;
 constexpr std::size_t kEventArea = 64;
 
-std::uint32_t wordAt(const std::vector<std::uint8_t>& bytes, std::size_t offset)
-{
-    std::uint32_t value = 0;
-    if (bytes.size() >= offset + 4) std::memcpy(&value, bytes.data() + offset, 4);
-    return value;
-}
+bool isWrite(std::uint8_t opcode) { return opcode == 0x2A || opcode == 0xAA; }
 
 }  // namespace
 
@@ -29,48 +26,49 @@ CommandResult Camera::execute(const std::uint8_t* cdb, std::size_t cdbLength, st
                               std::uint32_t length)
 {
     std::lock_guard<std::mutex> guard(m_lock);
-    m_received.push_back({std::vector<std::uint8_t>(cdb, cdb + cdbLength), length});
-    if (cdbLength == 0 || (data == nullptr && length != 0)) return {kError, 0};
-    switch (cdb[0]) {
+    if (cdb == nullptr || cdbLength == 0 || (data == nullptr && length != 0)) return {kError, 0};
+    const std::uint8_t opcode = cdb[0];
+    ReceivedCommand record{std::vector<std::uint8_t>(cdb, cdb + cdbLength), length, {}};
+    if (isWrite(opcode)) record.data.assign(data, data + length);
+    m_received.push_back(std::move(record));
+
+    if (m_offBus) return {kRequestFlushed, 0, Disposition::kDeviceLost};
+    if (m_silent) return {0, 0, Disposition::kSilent};
+    std::optional<CommandFault> fault = m_faults.take(opcode);
+    if (!fault) return perform(opcode, data, length);
+    if (fault->disposition == Disposition::kDeviceLost) {
+        m_offBus = true;
+        m_port.reset();
+    }
+    if (fault->disposition != Disposition::kComplete || fault->maxBytes == 0)
+        return {fault->srbStatus, 0, fault->disposition};
+    CommandResult result = perform(opcode, data, std::min(length, fault->maxBytes));
+    result.srbStatus = fault->srbStatus;
+    return result;
+}
+
+CommandResult Camera::perform(std::uint8_t opcode, std::uint8_t* data, std::uint32_t length)
+{
+    switch (opcode) {
         case 0x2A:
         case 0xAA:
-            return write(data, length);
+            if (std::optional<Message> message = m_port.write(data, length)) {
+                std::vector<std::uint8_t> reply = answer(message->type, message->data);
+                if (!reply.empty()) m_port.setReply(std::move(reply));
+            }
+            return {kSuccess, length};
         case 0x28:
-        case 0xA8:
-            return read(data, length);
+        case 0xA8: {
+            // Nothing to send: the host asks again until its time runs out.
+            const std::size_t count = m_port.read(data, length);
+            if (count == 0) return {kError, 0};
+            return {kSuccess, static_cast<std::uint32_t>(count)};
+        }
         case 0x03:
             return requestSense(data, length);
         default:
             return {kError, 0};
     }
-}
-
-CommandResult Camera::write(const std::uint8_t* data, std::uint32_t length)
-{
-    // A message may arrive in several blocks: keep what came until the
-    // header's length is complete, then answer it.
-    m_incoming.insert(m_incoming.end(), data, data + length);
-    if (m_incoming.size() >= kHeader && m_incoming.size() >= kHeader + wordAt(m_incoming, 4)) {
-        std::uint32_t type = wordAt(m_incoming, 0);
-        const auto total = static_cast<std::ptrdiff_t>(kHeader + wordAt(m_incoming, 4));
-        std::vector<std::uint8_t> payload(m_incoming.begin() + static_cast<std::ptrdiff_t>(kHeader),
-                                          m_incoming.begin() + total);
-        m_incoming.erase(m_incoming.begin(), m_incoming.begin() + total);
-        m_messages.push_back(type);
-        answer(type, payload);
-    }
-    return {kSuccess, length};
-}
-
-CommandResult Camera::read(std::uint8_t* data, std::uint32_t length)
-{
-    // Nothing to send: the host asks again until its time runs out.
-    if (m_outgoing.empty()) return {kError, 0};
-    std::uint32_t count =
-        std::min<std::uint32_t>(length, static_cast<std::uint32_t>(m_outgoing.size()));
-    std::memcpy(data, m_outgoing.data(), count);
-    m_outgoing.erase(m_outgoing.begin(), m_outgoing.begin() + count);
-    return {kSuccess, count};
 }
 
 CommandResult Camera::requestSense(std::uint8_t* data, std::uint32_t length)
@@ -79,43 +77,67 @@ CommandResult Camera::requestSense(std::uint8_t* data, std::uint32_t length)
     std::uint8_t sense[kFixedSense + kEventArea] = {};
     sense[0] = 0x70;
     sense[7] = kFixedSense - 8;
-    std::uint32_t count = std::min<std::uint32_t>(length, sizeof(sense));
+    const std::uint32_t count = std::min<std::uint32_t>(length, sizeof(sense));
     std::memcpy(data, sense, count);
     return {kSuccess, count};
 }
 
-void Camera::reply(std::uint32_t type, std::initializer_list<std::uint32_t> words)
+std::vector<std::uint8_t> Camera::answer(std::uint32_t type,
+                                         const std::vector<std::uint8_t>& payload)
 {
-    std::vector<std::uint32_t> message = {type, static_cast<std::uint32_t>(4 * words.size())};
-    message.insert(message.end(), words);
-    m_outgoing.resize(message.size() * 4);
-    std::memcpy(m_outgoing.data(), message.data(), m_outgoing.size());
-}
-
-void Camera::answer(std::uint32_t type, const std::vector<std::uint8_t>& payload)
-{
-    switch (type) {
-        case 0x10000001:
-            reply(0x20000001, {0, m_options.connectAnswer});
-            break;
-        case 0x10000003:
-            reply(0x20000003, {0, m_options.deviceId, m_options.modelId, m_options.blockSize});
-            break;
-        case 0x10000004:
-            reply(0x20000004, {0, m_options.blockSize});
-            break;
-        case 0x10000005:
-            reply(0x20000005, {0, wordAt(payload, 4)});
-            break;
-        default:
-            break;  // the Remote API arrives with the next layers
+    std::optional<Message> reply = answerHandshake({type, payload}, m_options);
+    if (!reply) return {};  // the Remote API arrives with the next layers
+    if (m_replyOverride) {
+        if (m_replyOverride->type) reply->type = *m_replyOverride->type;
+        if (m_replyOverride->length) reply->data.resize(*m_replyOverride->length);
+        m_replyOverride.reset();
     }
+    return encodeMessage(reply->type, reply->data);
 }
 
 void Camera::configure(const CameraOptions& options)
 {
     std::lock_guard<std::mutex> guard(m_lock);
     m_options = options;
+}
+
+CameraOptions Camera::options() const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_options;
+}
+
+void Camera::injectFault(const CommandFault& fault) { injectFaults({fault}); }
+
+void Camera::injectFaults(const std::vector<CommandFault>& faults)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    for (const CommandFault& fault : faults) m_faults.add(fault);
+}
+
+void Camera::setSilent(bool silent)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_silent = silent;
+}
+
+void Camera::dropOffBus()
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_offBus = true;
+    m_port.reset();
+}
+
+void Camera::attach()
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_offBus = false;
+}
+
+void Camera::overrideNextReply(const ReplyOverride& change)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_replyOverride = change;
 }
 
 std::vector<ReceivedCommand> Camera::received() const
@@ -127,7 +149,14 @@ std::vector<ReceivedCommand> Camera::received() const
 std::vector<std::uint32_t> Camera::messagesReceived() const
 {
     std::lock_guard<std::mutex> guard(m_lock);
-    return m_messages;
+    return m_port.messagesReceived();
+}
+
+void Camera::clearRecords()
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_received.clear();
+    m_port.clearRecords();
 }
 
 std::shared_ptr<Camera> cameraNamed(const std::string& name)

@@ -3,34 +3,47 @@
 // blocks, answers the connection handshake, serves replies to reads, and
 // answers REQUEST SENSE. Thread-safe: every handle of a process reaches the
 // same camera, and commands may come from several threads.
+//
+// Tests steer it through a small control API: identity and block size,
+// scripted SRB statuses and partial transfers, silence, leaving the bus,
+// replies of the wrong type or size, and a record of every command.
 #pragma once
+
+#include "sim/camera_options.h"
+#include "sim/fault_script.h"
+#include "sim/message_port.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace sim {
 
-struct CameraOptions {
-    std::uint32_t modelId = 0x80000402;
-    std::uint32_t blockSize = 0xFF00;
-    std::uint32_t deviceId = 0x00000001;
-    std::uint32_t connectAnswer = 0;  // 0 SUCCESS, 1 ALREADY, 2 FAILED, 3 WAIT
-};
-
-// What one SCSI command did: the driver's SRB status and the bytes moved.
+// What one SCSI command did: the driver's SRB status, the bytes moved, and
+// whether the command completes at all.
 struct CommandResult {
     std::uint8_t srbStatus;
     std::uint32_t transferred;
+    Disposition disposition = Disposition::kComplete;
 };
 
-// A command as the camera received it, for tests to inspect.
+// A command as the camera received it, for tests to inspect. `data` holds
+// what the host wrote (empty for reads).
 struct ReceivedCommand {
     std::vector<std::uint8_t> cdb;
     std::uint32_t length;
+    std::vector<std::uint8_t> data;
+};
+
+// Changes the next reply the camera sends: another message type, or a data
+// part of another size (cut or zero-padded, with a matching header).
+struct ReplyOverride {
+    std::optional<std::uint32_t> type;
+    std::optional<std::uint32_t> length;
 };
 
 class Camera {
@@ -42,26 +55,39 @@ public:
     CommandResult execute(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                           std::uint32_t length);
 
+    // --- control API -------------------------------------------------------
     // Changes the camera's identity and answers for the next connection.
     void configure(const CameraOptions& options);
+    CameraOptions options() const;
+    // The next commands (of the fault's operation code) answer as scripted.
+    void injectFault(const CommandFault& fault);
+    void injectFaults(const std::vector<CommandFault>& faults);
+    // A silent camera takes commands and never answers them.
+    void setSilent(bool silent);
+    // A camera off the bus answers every command as a lost device until it
+    // is attached again; what it was assembling or about to send is lost.
+    void dropOffBus();
+    void attach();
+    void overrideNextReply(const ReplyOverride& change);
 
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
     std::vector<std::uint32_t> messagesReceived() const;
+    void clearRecords();
 
 private:
-    CommandResult write(const std::uint8_t* data, std::uint32_t length);
-    CommandResult read(std::uint8_t* data, std::uint32_t length);
+    CommandResult perform(std::uint8_t opcode, std::uint8_t* data, std::uint32_t length);
     CommandResult requestSense(std::uint8_t* data, std::uint32_t length);
-    void answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
-    void reply(std::uint32_t type, std::initializer_list<std::uint32_t> words);
+    std::vector<std::uint8_t> answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
 
-    CameraOptions m_options;
     mutable std::mutex m_lock;
-    std::vector<std::uint8_t> m_incoming;  // a message still being written
-    std::vector<std::uint8_t> m_outgoing;  // the reply waiting to be read
+    CameraOptions m_options;
+    MessagePort m_port;
+    FaultScript m_faults;
+    bool m_silent = false;
+    bool m_offBus = false;
+    std::optional<ReplyOverride> m_replyOverride;
     std::vector<ReceivedCommand> m_received;
-    std::vector<std::uint32_t> m_messages;
 };
 
 // The camera of one name in this process, created on first use: every

@@ -1,7 +1,7 @@
 // The scsi-sock wire format: byte layout, round trips, and frames from a
 // peer that does not speak it.
 
-#include "platform/scsi_sock.h"
+#include "platform/devices/scsi_sock.h"
 
 #include <gtest/gtest.h>
 

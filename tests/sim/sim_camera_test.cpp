@@ -1,8 +1,6 @@
 // The in-process simulated camera behind "sim:" ports, driven through the
 // library's own message channel.
 
-#ifndef _WIN32  // the Windows table has no "sim:" provider yet
-
 #include "msgchannel/ScsiScanManager.h"
 
 #include "VKRNQ402.h"
@@ -90,5 +88,3 @@ TEST_F(SimCamera, SenseReadAnswersWithFixedFormatData)
 }
 
 }  // namespace
-
-#endif  // _WIN32

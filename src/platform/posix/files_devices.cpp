@@ -1,6 +1,7 @@
 // CreateFileA and device I/O. Plain paths open files; paths under a
 // registered prefix (the device providers) open devices.
 
+#include "platform/devices/async_device.h"
 #include "platform/posix/posix_api.h"
 
 #include <cerrno>
@@ -34,7 +35,8 @@ private:
 
 struct Openers {
     std::mutex lock;
-    std::vector<std::pair<std::string, DeviceOpener>> byPrefix = {{"sim:", OpenSimDevice}};
+    std::vector<std::pair<std::string, DeviceOpener>> byPrefix = {
+        {"sim:", OpenProviderDevice}, {"unix:", OpenProviderDevice}, {"tcp:", OpenProviderDevice}};
 };
 
 Openers& openers()
@@ -50,6 +52,15 @@ DeviceOpener openerFor(const char* path)
         if (std::strncmp(path, entry.first.c_str(), entry.first.size()) == 0) return entry.second;
     }
     return nullptr;
+}
+
+// Devices store NT status values, as drivers do on Windows; plain Win32
+// error codes (below the NT severity bits) pass through unchanged.
+DWORD errorOfStatus(ULONG_PTR status)
+{
+    if (status == devices::kStatusCancelled) return ERROR_OPERATION_ABORTED;
+    if (status >= 0xC0000000u) return ERROR_GEN_FAILURE;
+    return static_cast<DWORD>(status);
 }
 
 }  // namespace
@@ -118,7 +129,7 @@ BOOL WINAPI GetOverlappedResult(HANDLE device, LPOVERLAPPED overlapped, LPDWORD 
     }
     if (transferred != nullptr) *transferred = static_cast<DWORD>(overlapped->InternalHigh);
     if (status != 0) {
-        setLastError(static_cast<DWORD>(status));
+        setLastError(errorOfStatus(status));
         return FALSE;
     }
     return TRUE;

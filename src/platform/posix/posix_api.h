@@ -53,8 +53,9 @@ const Api& systemApiTable();
 
 bool DeniesWorldSecurityChanges(const SECURITY_ATTRIBUTES* security);
 
-// Opens "sim:NAME", the in-process simulated camera NAME.
-std::shared_ptr<KernelObject> OpenSimDevice(const char* path);
+// Opens a provider's device: "sim:NAME" (the in-process simulated camera
+// NAME), "unix:PATH" or "tcp:HOST:PORT" (a camera served by dslrsim).
+std::shared_ptr<KernelObject> OpenProviderDevice(const char* path);
 
 // Maps a Win32 object name to a valid, unique POSIX shared-memory name.
 std::string SharedMemoryName(const char* kind, const char* win32Name);

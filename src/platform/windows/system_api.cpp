@@ -2,6 +2,7 @@
 // log file's fixed place.
 
 #include "platform/platform_api.h"
+#include "platform/windows/provider_handles.h"
 
 #include <cstdlib>
 
@@ -54,11 +55,11 @@ const Api& systemApi()
         heapFree,
         ::GetLastError,
         ::SetLastError,
-        ::CloseHandle,
-        ::CreateFileA,
-        ::DeviceIoControl,
+        os::windows::CloseHandle,
+        os::windows::CreateFileA,
+        os::windows::DeviceIoControl,
         ::GetOverlappedResult,
-        ::CancelIo,
+        os::windows::CancelIo,
         ::CreateEventA,
         ::SetEvent,
         ::ResetEvent,

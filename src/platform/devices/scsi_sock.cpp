@@ -1,4 +1,4 @@
-#include "platform/scsi_sock.h"
+#include "platform/devices/scsi_sock.h"
 
 #include <cstring>
 

@@ -1,0 +1,163 @@
+#include "platform/devices/async_device.h"
+
+#include "platform/platform_api.h"
+#include "platform/scsiscan.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace devices {
+
+struct AsyncDevice::Job {
+    std::uint8_t cdb[16] = {};
+    ScsiCommand command;
+    std::vector<std::uint8_t> staging;  // the data, copied in and out
+    std::uint8_t sense[255] = {};
+    BYTE* callerBuffer = nullptr;
+    BYTE* callerSense = nullptr;
+    BYTE* srbStatus = nullptr;
+    LPOVERLAPPED overlapped = nullptr;
+    bool finished = false;
+};
+
+namespace {
+
+DataDirection directionOf(DWORD srbFlags)
+{
+    if (srbFlags & SRB_FLAGS_DATA_IN) return DataDirection::kIn;
+    if (srbFlags & SRB_FLAGS_DATA_OUT) return DataDirection::kOut;
+    return DataDirection::kNone;
+}
+
+}  // namespace
+
+AsyncDevice::AsyncDevice(std::unique_ptr<ScsiTarget> target)
+    : m_target(std::move(target)), m_worker([this] { run(); })
+{
+}
+
+AsyncDevice::~AsyncDevice()
+{
+    {
+        std::lock_guard<std::mutex> guard(m_lock);
+        m_stopping = true;
+        cancelAllLocked();
+    }
+    m_target->interrupt();
+    m_changed.notify_all();
+    m_worker.join();
+}
+
+DWORD AsyncDevice::deviceIoControl(DWORD code, LPVOID in, DWORD inSize, LPVOID out, DWORD outSize,
+                                   LPOVERLAPPED overlapped)
+{
+    if (code == IOCTL_SCSISCAN_SET_TIMEOUT) {
+        if (in == nullptr || inSize < sizeof(DWORD)) return ERROR_INVALID_PARAMETER;
+        DWORD seconds = 0;
+        std::memcpy(&seconds, in, sizeof(seconds));
+        std::lock_guard<std::mutex> guard(m_lock);
+        m_timeoutMs = seconds > 0xFFFFFFFFu / 1000 ? 0xFFFFFFFFu : seconds * 1000;
+        return 0;
+    }
+    if (code != IOCTL_SCSISCAN_CMD) return ERROR_INVALID_FUNCTION;
+    return queueCommand(in, inSize, static_cast<BYTE*>(out), outSize, overlapped);
+}
+
+DWORD AsyncDevice::queueCommand(const void* in, DWORD inSize, BYTE* out, DWORD outSize,
+                                LPOVERLAPPED overlapped)
+{
+    // Commands complete only through an OVERLAPPED record; the data must fit
+    // the caller's buffer, and the CDB its 16 bytes.
+    if (in == nullptr || inSize < sizeof(SCSISCAN_CMD) || overlapped == nullptr)
+        return ERROR_INVALID_PARAMETER;
+    SCSISCAN_CMD block;
+    std::memcpy(&block, in, sizeof(block));
+    if (block.CdbLength == 0 || block.CdbLength > sizeof(block.Cdb) ||
+        block.TransferLength > outSize || (out == nullptr && block.TransferLength != 0))
+        return ERROR_INVALID_PARAMETER;
+
+    auto job = std::make_shared<Job>();
+    std::memcpy(job->cdb, block.Cdb, block.CdbLength);
+    job->command.cdb = job->cdb;
+    job->command.cdbLength = block.CdbLength;
+    job->command.direction = directionOf(block.SrbFlags);
+    job->command.length = block.TransferLength;
+    job->command.senseLength = block.pSenseBuffer != nullptr ? block.SenseLength : 0;
+    job->staging.assign(
+        out, out + (job->command.direction == DataDirection::kOut ? block.TransferLength : 0));
+    job->staging.resize(block.TransferLength);
+    job->callerBuffer = out;
+    job->callerSense = block.pSenseBuffer;
+    job->srbStatus = block.pSrbStatus;
+    job->overlapped = overlapped;
+    __atomic_store_n(&overlapped->Internal, STATUS_PENDING, __ATOMIC_RELEASE);
+    overlapped->InternalHigh = 0;
+    {
+        std::lock_guard<std::mutex> guard(m_lock);
+        job->command.timeoutMs = m_timeoutMs;
+        m_queue.push_back(std::move(job));
+    }
+    m_changed.notify_all();
+    return ERROR_IO_PENDING;
+}
+
+void AsyncDevice::cancelIo()
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    cancelAllLocked();
+}
+
+void AsyncDevice::cancelAllLocked()
+{
+    for (const auto& job : m_queue) finish(*job, kStatusCancelled, {});
+    for (const auto& job : m_started) finish(*job, kStatusCancelled, {});
+    m_queue.clear();
+    m_started.clear();
+}
+
+void AsyncDevice::run()
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    for (;;) {
+        m_changed.wait(lock, [this] { return m_stopping || !m_queue.empty(); });
+        if (m_stopping) return;
+        std::shared_ptr<Job> job = std::move(m_queue.front());
+        m_queue.pop_front();
+        if (m_lost) {
+            // A device that has gone answers nothing more on this handle.
+            finish(*job, kStatusSuccess, {SRB_STATUS_REQUEST_FLUSHED, 0});
+            continue;
+        }
+        m_started.push_back(job);
+        lock.unlock();
+        const ScsiOutcome outcome =
+            m_target->execute(job->command, job->staging.data(), job->sense);
+        lock.lock();
+        if (outcome.completion == Completion::kNever) continue;  // until cancelled or closed
+        if (outcome.completion == Completion::kDeviceLost) m_lost = true;
+        m_started.erase(std::remove(m_started.begin(), m_started.end(), job), m_started.end());
+        finish(*job, kStatusSuccess, outcome);
+    }
+}
+
+void AsyncDevice::finish(Job& job, ULONG_PTR status, const ScsiOutcome& outcome)
+{
+    if (job.finished) return;  // cancelled before its answer came
+    job.finished = true;
+    DWORD transferred = 0;
+    if (status == kStatusSuccess) {
+        transferred = std::min<DWORD>(outcome.transferred, job.command.length);
+        if (job.command.direction == DataDirection::kIn)
+            std::memcpy(job.callerBuffer, job.staging.data(), transferred);
+        if (job.callerSense != nullptr)
+            std::memcpy(job.callerSense, job.sense,
+                        std::min(outcome.senseLength, job.command.senseLength));
+        if (job.srbStatus != nullptr) *job.srbStatus = outcome.srbStatus;
+    }
+    job.overlapped->InternalHigh = transferred;
+    HANDLE event = job.overlapped->hEvent;
+    __atomic_store_n(&job.overlapped->Internal, status, __ATOMIC_RELEASE);
+    if (event != nullptr) os::systemApi().SetEvent(event);
+}
+
+}  // namespace devices

@@ -1,0 +1,55 @@
+// A device that runs SCSI commands one at a time, synchronously: the
+// in-process simulated camera or a camera on a socket. The asynchronous
+// device in front of it turns this into the overlapped model of the
+// still-image driver.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+namespace devices {
+
+enum class DataDirection : std::uint8_t { kNone = 0, kIn = 1, kOut = 2 };
+
+struct ScsiCommand {
+    const std::uint8_t* cdb = nullptr;
+    std::uint8_t cdbLength = 0;
+    DataDirection direction = DataDirection::kNone;
+    std::uint32_t length = 0;
+    std::uint32_t timeoutMs = 0;   // the driver's command time-out, 0 = none set
+    std::uint8_t senseLength = 0;  // sense bytes the caller can take
+};
+
+enum class Completion {
+    kDone,        // completed: status and count are valid
+    kNever,       // the device will never answer this command
+    kDeviceLost,  // the device is gone; so are all later commands
+};
+
+struct ScsiOutcome {
+    std::uint8_t srbStatus = 0;
+    std::uint32_t transferred = 0;
+    std::uint8_t senseLength = 0;  // sense bytes written to the sense buffer
+    Completion completion = Completion::kDone;
+};
+
+class ScsiTarget {
+public:
+    virtual ~ScsiTarget() = default;
+    // Runs one command on `buffer` (command.length bytes: the data to write
+    // or the space to read into); `sense` holds command.senseLength bytes.
+    // May block for as long as the device takes.
+    virtual ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer,
+                                std::uint8_t* sense) = 0;
+    // Makes a blocked execute() return soon (as a lost device); used when the
+    // handle is closed. Later calls may fail at once.
+    virtual void interrupt() {}
+};
+
+// The target a provider port path names, or null with `error` set to a
+// Win32 error code: "sim:NAME", "unix:PATH", "tcp:HOST:PORT".
+std::unique_ptr<ScsiTarget> openScsiTarget(const char* path, std::uint32_t& error);
+// Whether a provider of this file serves the path.
+bool isProviderPath(const char* path);
+
+}  // namespace devices

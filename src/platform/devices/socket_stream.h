@@ -1,0 +1,36 @@
+// A connected stream socket (local or TCP), closed when the owner goes.
+// The only code that knows whether the system's sockets are BSD sockets or
+// Winsock.
+#pragma once
+
+#include "platform/devices/socket_address.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+namespace devices {
+
+class SocketStream {
+public:
+    // Connects; on failure the stream is not open and `error` holds a Win32
+    // error code (ERROR_FILE_NOT_FOUND when nobody listens there).
+    SocketStream(const SocketAddress& address, std::uint32_t& error);
+    ~SocketStream();
+    SocketStream(const SocketStream&) = delete;
+    SocketStream& operator=(const SocketStream&) = delete;
+
+    bool isOpen() const { return m_socket != kNoSocket; }
+    // Both return false when the peer has gone or the stream was shut down.
+    bool sendAll(const void* bytes, std::size_t length);
+    bool receiveAll(void* bytes, std::size_t length);
+    // Ends both directions: a blocked send or receive returns at once.
+    void shutdown();
+
+private:
+    using Native = std::intptr_t;
+    static constexpr Native kNoSocket = -1;
+    Native m_socket = kNoSocket;
+};
+
+}  // namespace devices

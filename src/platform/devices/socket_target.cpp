@@ -1,0 +1,99 @@
+// "unix:PATH" and "tcp:HOST:PORT": a camera served by dslrsim over the
+// scsi-sock protocol, one connection per opened handle, one command in
+// flight at a time (the protocol answers in order).
+
+#include "platform/devices/socket_target.h"
+
+#include "platform/devices/scsi_sock.h"
+#include "platform/devices/socket_stream.h"
+#include "platform/scsiscan.h"
+
+#include <algorithm>
+
+namespace devices {
+
+namespace {
+
+bool describableCdb(std::uint8_t length)
+{
+    return length == 6 || length == 10 || length == 12 || length == 16;
+}
+
+class SocketTarget : public ScsiTarget {
+public:
+    explicit SocketTarget(std::unique_ptr<SocketStream> stream) : m_stream(std::move(stream)) {}
+
+    ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer,
+                        std::uint8_t* sense) override
+    {
+        if (!describableCdb(command.cdbLength)) return {SRB_STATUS_INVALID_REQUEST, 0};
+        if (m_lost || !sendRequest(command, buffer)) return lost();
+        scsisock::Reply reply;
+        if (!receiveReply(command, reply)) return lost();
+        if (command.direction == DataDirection::kIn &&
+            !m_stream->receiveAll(buffer, reply.transferred))
+            return lost();
+        std::uint8_t senseBytes[255];
+        if (!m_stream->receiveAll(senseBytes, reply.senseLength)) return lost();
+        // The camera may send less sense than there is room for, never more.
+        const std::uint8_t kept = std::min(reply.senseLength, command.senseLength);
+        std::copy(senseBytes, senseBytes + kept, sense);
+        return {reply.srbStatus, reply.transferred, kept, Completion::kDone};
+    }
+
+    void interrupt() override { m_stream->shutdown(); }
+
+private:
+    bool sendRequest(const ScsiCommand& command, const std::uint8_t* buffer)
+    {
+        scsisock::Request request;
+        request.tag = ++m_tag;
+        request.cdbLength = command.cdbLength;
+        request.direction = static_cast<std::uint8_t>(command.direction);
+        request.senseLength = command.senseLength;
+        request.transferLength = command.length;
+        request.timeoutMs = command.timeoutMs;
+        std::copy(command.cdb, command.cdb + command.cdbLength, request.cdb.begin());
+        std::uint8_t header[scsisock::kRequestSize];
+        scsisock::encode(request, header);
+        if (!m_stream->sendAll(header, sizeof(header))) return false;
+        return command.direction != DataDirection::kOut ||
+               m_stream->sendAll(buffer, command.length);
+    }
+
+    // A reply to another command, or more data than was asked for, means the
+    // two ends no longer agree on the stream: it cannot be used any more.
+    bool receiveReply(const ScsiCommand& command, scsisock::Reply& reply)
+    {
+        std::uint8_t header[scsisock::kReplySize];
+        return m_stream->receiveAll(header, sizeof(header)) && scsisock::decode(header, reply) &&
+               reply.tag == m_tag && reply.transferred <= command.length;
+    }
+
+    ScsiOutcome lost()
+    {
+        m_lost = true;
+        m_stream->shutdown();
+        return {SRB_STATUS_REQUEST_FLUSHED, 0, 0, Completion::kDeviceLost};
+    }
+
+    std::unique_ptr<SocketStream> m_stream;
+    std::uint32_t m_tag = 0;
+    bool m_lost = false;
+};
+
+}  // namespace
+
+std::unique_ptr<ScsiTarget> openSocketTarget(const char* path, std::uint32_t& error)
+{
+    std::optional<SocketAddress> address = parseSocketAddress(path);
+    if (!address) {
+        error = ERROR_INVALID_NAME;
+        return nullptr;
+    }
+    auto stream = std::make_unique<SocketStream>(*address, error);
+    if (!stream->isOpen()) return nullptr;
+    return std::make_unique<SocketTarget>(std::move(stream));
+}
+
+}  // namespace devices

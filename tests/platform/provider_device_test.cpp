@@ -1,0 +1,214 @@
+// Provider devices seen through the platform table, as the library sees
+// them: overlapped completion, cancellation, closing with commands pending,
+// a device that leaves the bus, and blocks that must be refused.
+
+#include "platform/platform_api.h"
+#include "platform/scsiscan.h"
+#include "sim/camera.h"
+#include "support/fake_device.h"
+#include "support/fault_plan.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+namespace {
+
+// One still-image command in flight, with everything the driver writes into.
+struct Command {
+    explicit Command(BYTE opcode, DWORD length, BYTE fill = 0)
+        : data(length, fill), event(os::CreateEventA(nullptr, TRUE, FALSE, nullptr))
+    {
+        block.Size = sizeof(block);
+        block.SrbFlags = opcode == SCSIOP_WRITE10 ? SRB_FLAGS_DATA_OUT : SRB_FLAGS_DATA_IN;
+        block.CdbLength = 10;
+        block.TransferLength = length;
+        block.Cdb[0] = opcode;
+        block.Cdb[7] = static_cast<BYTE>(length >> 8);
+        block.Cdb[8] = static_cast<BYTE>(length);
+        block.pSrbStatus = &srbStatus;
+        overlapped.hEvent = event;
+    }
+    ~Command() { os::CloseHandle(event); }
+
+    BOOL issue(HANDLE device)
+    {
+        return os::DeviceIoControl(device, IOCTL_SCSISCAN_CMD, &block, sizeof(block), data.data(),
+                                   static_cast<DWORD>(data.size()), nullptr, &overlapped);
+    }
+    // The command's result once complete: TRUE/FALSE, count, last error.
+    BOOL result(HANDLE device, DWORD& count, DWORD& error)
+    {
+        BOOL done = os::GetOverlappedResult(device, &overlapped, &count, TRUE);
+        error = done ? 0 : os::GetLastError();
+        return done;
+    }
+
+    SCSISCAN_CMD block = {};
+    std::vector<BYTE> data;
+    BYTE srbStatus = 0xEE;
+    HANDLE event;
+    OVERLAPPED overlapped = {};
+};
+
+class ProviderDevice : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_camera = sim::cameraNamed(m_name);
+        m_device = open();
+        ASSERT_NE(m_device, INVALID_HANDLE_VALUE);
+    }
+    void TearDown() override
+    {
+        m_camera->setSilent(false);
+        m_camera->attach();
+        if (m_device != INVALID_HANDLE_VALUE) os::CloseHandle(m_device);
+    }
+    HANDLE open()
+    {
+        return os::CreateFileA(("sim:" + m_name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                               OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
+    }
+
+    std::string m_name = uniqueName("provider");
+    std::shared_ptr<sim::Camera> m_camera;
+    HANDLE m_device = INVALID_HANDLE_VALUE;
+};
+
+TEST_F(ProviderDevice, CompletesAsynchronouslyWithStatusAndCount)
+{
+    const BYTE connect[8] = {0x01, 0x00, 0x00, 0x10};
+    Command write(SCSIOP_WRITE10, sizeof(connect));
+    std::memcpy(write.data.data(), connect, sizeof(connect));
+    ASSERT_FALSE(write.issue(m_device));
+    ASSERT_EQ(os::GetLastError(), static_cast<DWORD>(ERROR_IO_PENDING));
+    DWORD count = 0, error = 0;
+    ASSERT_TRUE(write.result(m_device, count, error));
+    EXPECT_EQ(count, 8u);
+    EXPECT_EQ(write.srbStatus, SRB_STATUS_SUCCESS);
+
+    Command read(SCSIOP_READ10, 0x100, 0xAA);
+    ASSERT_FALSE(read.issue(m_device));
+    ASSERT_TRUE(read.result(m_device, count, error));
+    ASSERT_EQ(count, 16u);
+    DWORD type = 0;
+    std::memcpy(&type, read.data.data(), 4);
+    EXPECT_EQ(type, 0x20000001u);
+    EXPECT_EQ(read.data[16], 0xAA) << "bytes past the count are left alone";
+}
+
+// A hung camera: whatever ends the wait (CancelIo or closing the handle)
+// completes the command as aborted, and nothing is written into the
+// caller's memory afterwards.
+TEST_F(ProviderDevice, HungCommandsEndAsAbortedWhenCancelledOrClosed)
+{
+    for (bool closeInstead : {false, true}) {
+        SCOPED_TRACE(closeInstead ? "close" : "cancel");
+        HANDLE device = open();
+        ASSERT_NE(device, INVALID_HANDLE_VALUE);
+        m_camera->setSilent(true);
+        Command first(SCSIOP_READ10, 0x40, 0x5A), second(SCSIOP_READ10, 0x40, 0x5A);
+        ASSERT_FALSE(first.issue(device));
+        ASSERT_FALSE(second.issue(device));
+        EXPECT_EQ(os::WaitForSingleObject(first.event, 20), static_cast<DWORD>(WAIT_TIMEOUT));
+        if (closeInstead) {
+            ASSERT_TRUE(os::CloseHandle(device));
+        } else {
+            ASSERT_TRUE(os::CancelIo(device));
+        }
+        for (Command* command : {&first, &second}) {
+            ASSERT_EQ(os::WaitForSingleObject(command->event, 5000), WAIT_OBJECT_0);
+            EXPECT_EQ(command->overlapped.InternalHigh, 0u);
+            EXPECT_EQ(command->srbStatus, 0xEE);
+            EXPECT_EQ(command->data, std::vector<BYTE>(0x40, 0x5A));
+        }
+        if (!closeInstead) {
+            DWORD count = 1, error = 0;
+            EXPECT_FALSE(first.result(device, count, error));
+            EXPECT_EQ(error, static_cast<DWORD>(ERROR_OPERATION_ABORTED));
+            os::CloseHandle(device);
+        }
+        m_camera->setSilent(false);
+    }
+}
+
+// A camera that has left the bus flushes the command under way and every
+// later one on that handle, even once it is back; a new handle reaches it.
+TEST_F(ProviderDevice, LostDeviceFlushesLaterCommandsOfTheHandle)
+{
+    m_camera->dropOffBus();
+    DWORD count = 1, error = 0;
+    for (int i = 0; i < 2; ++i) {
+        Command command(SCSIOP_READ10, 0x10);
+        ASSERT_FALSE(command.issue(m_device));
+        ASSERT_TRUE(command.result(m_device, count, error));
+        EXPECT_EQ(count, 0u);
+        EXPECT_EQ(command.srbStatus, SRB_STATUS_REQUEST_FLUSHED);
+        m_camera->attach();
+    }
+    HANDLE again = open();
+    Command sense(SCSIOP_REQUEST_SENSE, 18);
+    sense.block.CdbLength = 6;
+    ASSERT_FALSE(sense.issue(again));
+    ASSERT_TRUE(sense.result(again, count, error));
+    EXPECT_EQ(sense.srbStatus, SRB_STATUS_SUCCESS);
+    EXPECT_EQ(count, 18u);
+    os::CloseHandle(again);
+}
+
+TEST_F(ProviderDevice, RefusesBlocksItCannotServeSafely)
+{
+    struct Case {
+        const char* what;
+        void (*spoil)(Command&, DWORD& outSize, bool& noOverlapped, bool& noBlock);
+    };
+    const Case cases[] = {
+        {"transfer longer than the buffer",
+         [](Command&, DWORD& outSize, bool&, bool&) { outSize -= 1; }},
+        {"no OVERLAPPED record",
+         [](Command&, DWORD&, bool& noOverlapped, bool&) { noOverlapped = true; }},
+        {"no command block", [](Command&, DWORD&, bool&, bool& noBlock) { noBlock = true; }},
+        {"empty CDB", [](Command& c, DWORD&, bool&, bool&) { c.block.CdbLength = 0; }},
+        {"CDB over 16 bytes", [](Command& c, DWORD&, bool&, bool&) { c.block.CdbLength = 17; }},
+    };
+    const std::size_t before = m_camera->received().size();
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.what);
+        Command command(SCSIOP_READ10, 0x20);
+        DWORD outSize = 0x20;
+        bool noOverlapped = false, noBlock = false;
+        test.spoil(command, outSize, noOverlapped, noBlock);
+        EXPECT_FALSE(os::DeviceIoControl(
+            m_device, IOCTL_SCSISCAN_CMD, noBlock ? nullptr : &command.block, sizeof(command.block),
+            command.data.data(), outSize, nullptr, noOverlapped ? nullptr : &command.overlapped));
+        EXPECT_EQ(os::GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
+    }
+    EXPECT_EQ(m_camera->received().size(), before) << "nothing reached the camera";
+}
+
+TEST(ProviderPaths, UnreachableOrMalformedSocketPathsAreNotOpened)
+{
+    struct Case {
+        std::string path;
+        DWORD error;
+    };
+    const Case cases[] = {
+        {"unix:" + uniqueName("/tmp/nobody-listens"), ERROR_FILE_NOT_FOUND},
+        {"tcp:127.0.0.1:1", ERROR_FILE_NOT_FOUND},
+        {"tcp:127.0.0.1:99999", ERROR_INVALID_NAME},
+        {"tcp:127.0.0.1", ERROR_INVALID_NAME},
+        {"unix:", ERROR_INVALID_NAME},
+        {"unix:" + std::string(200, 'x'), ERROR_INVALID_NAME},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.path);
+        HANDLE device = os::CreateFileA(test.path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                        OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
+        EXPECT_EQ(device, INVALID_HANDLE_VALUE);
+        EXPECT_EQ(os::GetLastError(), test.error);
+    }
+}
+
+}  // namespace
