@@ -134,9 +134,14 @@ void AsyncDevice::run()
             m_target->execute(job->command, job->staging.data(), job->sense);
         lock.lock();
         if (outcome.completion == Completion::kNever) continue;  // until cancelled or closed
-        if (outcome.completion == Completion::kDeviceLost) m_lost = true;
         m_started.erase(std::remove(m_started.begin(), m_started.end(), job), m_started.end());
-        finish(*job, kStatusSuccess, outcome);
+        if (outcome.completion == Completion::kDeviceLost) {
+            // However the device went, the driver reports it the one way.
+            m_lost = true;
+            finish(*job, kStatusSuccess, {SRB_STATUS_REQUEST_FLUSHED, 0});
+        } else {
+            finish(*job, kStatusSuccess, outcome);
+        }
     }
 }
 

@@ -1,0 +1,216 @@
+// The socket provider against a peer that breaks the protocol in each way a
+// dead or confused server can: every such reply ends the device, as a lost
+// camera does, and never writes into the caller's memory.
+
+#ifndef _WIN32
+
+#include "platform/devices/scsi_sock.h"
+#include "platform/platform_api.h"
+#include "platform/scsiscan.h"
+#include "support/fake_device.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+bool readAll(int fd, void* bytes, std::size_t length)
+{
+    auto* position = static_cast<std::uint8_t*>(bytes);
+    while (length > 0) {
+        ssize_t got = ::read(fd, position, length);
+        if (got <= 0) return false;
+        position += got;
+        length -= static_cast<std::size_t>(got);
+    }
+    return true;
+}
+
+void writeAll(int fd, const void* bytes, std::size_t length)
+{
+    (void)!::send(fd, bytes, length, MSG_NOSIGNAL);
+}
+
+// Serves one connection: reads each request (and its data), then lets the
+// case answer it. The answer returns false to close the connection.
+class FakeServer {
+public:
+    using Answer = std::function<bool(int fd, const scsisock::Request&)>;
+
+    explicit FakeServer(Answer answer) : m_answer(std::move(answer))
+    {
+        m_listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, m_path.c_str(), sizeof(address.sun_path) - 1);
+        ::bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address));
+        ::listen(m_listener, 1);
+        m_thread = std::thread([this] { serve(); });
+    }
+    ~FakeServer()
+    {
+        ::shutdown(m_listener, SHUT_RDWR);
+        m_thread.join();
+        ::close(m_listener);
+        ::unlink(m_path.c_str());
+    }
+    std::string portPath() const { return "unix:" + m_path; }
+
+private:
+    void serve()
+    {
+        int fd = ::accept(m_listener, nullptr, nullptr);
+        if (fd < 0) return;
+        for (;;) {
+            std::uint8_t header[scsisock::kRequestSize];
+            scsisock::Request request;
+            if (!readAll(fd, header, sizeof(header)) || !scsisock::decode(header, request)) break;
+            std::vector<std::uint8_t> data(
+                request.direction == scsisock::kDataOut ? request.transferLength : 0);
+            if (!readAll(fd, data.data(), data.size()) || !m_answer(fd, request)) break;
+        }
+        ::close(fd);
+    }
+
+    std::string m_path = "/tmp/" + uniqueName("vkrn-fake") + ".sock";
+    Answer m_answer;
+    int m_listener = -1;
+    std::thread m_thread;
+};
+
+bool reply(int fd, const scsisock::Request& request, std::uint32_t tag, std::uint32_t transferred,
+           std::uint32_t magicOverride = 0)
+{
+    scsisock::Reply answer;
+    answer.tag = tag;
+    answer.srbStatus = SRB_STATUS_SUCCESS;
+    answer.transferred = transferred;
+    std::uint8_t header[scsisock::kReplySize];
+    scsisock::encode(answer, header);
+    if (magicOverride != 0) std::memcpy(header, &magicOverride, 4);
+    writeAll(fd, header, sizeof(header));
+    std::vector<std::uint8_t> data(request.direction == scsisock::kDataIn ? transferred : 0, 0x42);
+    writeAll(fd, data.data(), data.size());
+    return true;
+}
+
+struct Read {
+    explicit Read(HANDLE device) : device(device)
+    {
+        block.Size = sizeof(block);
+        block.SrbFlags = SRB_FLAGS_DATA_IN;
+        block.CdbLength = 10;
+        block.Cdb[0] = SCSIOP_READ10;
+        block.TransferLength = static_cast<DWORD>(data.size());
+        block.pSrbStatus = &srbStatus;
+        overlapped.hEvent = os::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    }
+    ~Read() { os::CloseHandle(overlapped.hEvent); }
+    // Issues the read and waits up to `milliseconds` for its end.
+    DWORD run(DWORD milliseconds = 5000)
+    {
+        os::DeviceIoControl(device, IOCTL_SCSISCAN_CMD, &block, sizeof(block), data.data(),
+                            static_cast<DWORD>(data.size()), nullptr, &overlapped);
+        return os::WaitForSingleObject(overlapped.hEvent, milliseconds);
+    }
+
+    HANDLE device;
+    SCSISCAN_CMD block = {};
+    std::vector<BYTE> data = std::vector<BYTE>(0x20, 0x5A);
+    BYTE srbStatus = 0xEE;
+    OVERLAPPED overlapped = {};
+};
+
+HANDLE openPort(const std::string& path)
+{
+    return os::CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                           FILE_FLAG_OVERLAPPED, nullptr);
+}
+
+TEST(SocketClient, BrokenRepliesEndTheDevice)
+{
+    struct Case {
+        const char* name;
+        FakeServer::Answer answer;
+    } cases[] = {
+        {"reply to another tag",
+         [](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag + 1, 4); }},
+        {"more data than asked for",
+         [](int fd, const scsisock::Request& r) {
+             return reply(fd, r, r.tag, r.transferLength + 1);
+         }},
+        {"wrong magic",
+         [](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag, 4, 0x12345678); }},
+        {"closed before replying", [](int, const scsisock::Request&) { return false; }},
+        {"closed in the middle of the data",
+         [](int fd, const scsisock::Request& r) {
+             scsisock::Reply answer;
+             answer.tag = r.tag;
+             answer.srbStatus = SRB_STATUS_SUCCESS;
+             answer.transferred = 0x10;
+             std::uint8_t header[scsisock::kReplySize];
+             scsisock::encode(answer, header);
+             writeAll(fd, header, sizeof(header));
+             writeAll(fd, "abc", 3);
+             return false;
+         }},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        FakeServer server(test.answer);
+        HANDLE device = openPort(server.portPath());
+        ASSERT_NE(device, INVALID_HANDLE_VALUE);
+        for (int i = 0; i < 2; ++i) {  // the command that met it, and any later one
+            Read read(device);
+            ASSERT_EQ(read.run(), WAIT_OBJECT_0);
+            EXPECT_EQ(read.srbStatus, SRB_STATUS_REQUEST_FLUSHED);
+            EXPECT_EQ(read.overlapped.InternalHigh, 0u);
+            EXPECT_EQ(read.data, std::vector<BYTE>(0x20, 0x5A));
+        }
+        os::CloseHandle(device);
+    }
+}
+
+TEST(SocketClient, GoodReplyFillsTheBufferUpToTheCount)
+{
+    FakeServer server([](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag, 4); });
+    HANDLE device = openPort(server.portPath());
+    ASSERT_NE(device, INVALID_HANDLE_VALUE);
+    Read read(device);
+    ASSERT_EQ(read.run(), WAIT_OBJECT_0);
+    EXPECT_EQ(read.srbStatus, SRB_STATUS_SUCCESS);
+    EXPECT_EQ(read.overlapped.InternalHigh, 4u);
+    EXPECT_EQ(read.data[3], 0x42);
+    EXPECT_EQ(read.data[4], 0x5A);
+    os::CloseHandle(device);
+}
+
+// A server that never answers: cancelling frees the caller at once, and
+// closing the handle does not wait for the reply that never comes.
+TEST(SocketClient, HungServerCanBeCancelledAndClosed)
+{
+    FakeServer server([](int, const scsisock::Request&) { return true; });
+    HANDLE device = openPort(server.portPath());
+    ASSERT_NE(device, INVALID_HANDLE_VALUE);
+    Read read(device);
+    EXPECT_EQ(read.run(50), static_cast<DWORD>(WAIT_TIMEOUT));
+    ASSERT_TRUE(os::CancelIo(device));
+    ASSERT_EQ(os::WaitForSingleObject(read.overlapped.hEvent, 5000), WAIT_OBJECT_0);
+    DWORD count = 0;
+    EXPECT_FALSE(os::GetOverlappedResult(device, &read.overlapped, &count, FALSE));
+    EXPECT_EQ(os::GetLastError(), static_cast<DWORD>(ERROR_OPERATION_ABORTED));
+    EXPECT_EQ(read.data, std::vector<BYTE>(0x20, 0x5A));
+    EXPECT_TRUE(os::CloseHandle(device));
+}
+
+}  // namespace
+
+#endif  // _WIN32

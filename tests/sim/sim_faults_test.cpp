@@ -1,0 +1,139 @@
+// The simulator's fault controls, seen through the library's message
+// channel as a host would see a misbehaving camera.
+
+#include "msgchannel/ScsiScanManager.h"
+
+#include "VKRNQ402.h"
+#include "sim/camera.h"
+#include "support/fake_device.h"
+#include "support/fault_plan.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <vector>
+
+namespace {
+
+using sim::CommandFault;
+using sim::Disposition;
+
+class SimFaults : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_camera = sim::cameraNamed(m_name);
+        m_manager = new ScsiScanManager;
+        ASSERT_EQ(m_manager->OpenPort(("sim:" + m_name).c_str()), vkRN_OK);
+    }
+    void TearDown() override
+    {
+        m_manager->ClosePort();
+        delete m_manager;
+        m_camera->setSilent(false);
+        m_camera->attach();
+    }
+    DWORD connect()
+    {
+        DWORD deviceID = 0, model = 0;
+        WORD endian = 0;
+        return m_manager->ConnectCamera(&deviceID, &model, &endian);
+    }
+
+    std::string m_name = uniqueName("faulty");
+    std::shared_ptr<sim::Camera> m_camera;
+    ScsiScanManager* m_manager = nullptr;
+};
+
+TEST_F(SimFaults, HandshakeAgainstEachFault)
+{
+    constexpr BYTE kRead = SCSIOP_READ10, kWrite = SCSIOP_WRITE10;
+    struct Case {
+        const char* name;
+        std::function<void(sim::Camera&)> arrange;
+        DWORD result;
+        bool flagLowered;
+    } cases[] = {
+        {"busy, error and bus reset repeat",
+         [](sim::Camera& c) {
+             c.injectFaults({{kRead, SRB_STATUS_BUSY, 0},
+                             {kRead, SRB_STATUS_ERROR, 0},
+                             {kWrite, SRB_STATUS_BUS_RESET, 0}});
+         },
+         vkRN_OK, false},
+        {"flushed request: device gone",
+         [](sim::Camera& c) {
+             c.injectFault({kWrite, SRB_STATUS_REQUEST_FLUSHED, 0});
+         },
+         vkRNERROR_DEVICE_NOT_AVAILABLE, true},
+        {"off the bus",
+         [](sim::Camera& c) {
+             c.injectFault({kRead, 0, 0, Disposition::kDeviceLost});
+         },
+         vkRNERROR_DEVICE_NOT_AVAILABLE, true},
+        {"other SRB status",
+         [](sim::Camera& c) {
+             c.injectFault({kRead, SRB_STATUS_NO_DEVICE, 0});
+         },
+         vkRNERROR_TRANSFER_FAILED, false},
+        {"silent camera", [](sim::Camera& c) { c.setSilent(true); }, vkRNERROR_TRANSFER_FAILED,
+         false},
+        {"wrong reply type",
+         [](sim::Camera& c) {
+             c.overrideNextReply({0x20000007, std::nullopt});
+         },
+         vkRNERROR_INVALID_PARAMETER, false},
+        // Too short: the host waits for the rest until its budget is spent.
+        {"short reply",
+         [](sim::Camera& c) {
+             c.overrideNextReply({std::nullopt, 4});
+         },
+         vkRNERROR_TRANSFER_FAILED, false},
+        {"long reply",
+         [](sim::Camera& c) {
+             c.overrideNextReply({std::nullopt, 12});
+         },
+         vkRNERROR_INVALID_PARAMETER, false},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        FastClock clock(1000);
+        m_manager->WriteMapFile(1);
+        test.arrange(*m_camera);
+        EXPECT_EQ(connect(), test.result);
+        EXPECT_EQ(m_manager->ReadMapFile() == 0, test.flagLowered);
+        m_camera->setSilent(false);
+        m_camera->attach();
+        // Whatever the fault left half-done, the next case starts afresh.
+        ASSERT_EQ(m_manager->ClosePort(), vkRN_OK);
+        ASSERT_EQ(m_manager->OpenPort(("sim:" + m_name).c_str()), vkRN_OK);
+        m_camera->clearRecords();
+    }
+}
+
+TEST_F(SimFaults, PartialWriteContinuesAtTheAdvancedPosition)
+{
+    sim::CameraOptions options;
+    options.blockSize = 0x8000;
+    m_camera->configure(options);
+    ASSERT_EQ(connect(), vkRN_OK);
+    m_camera->clearRecords();
+    m_camera->injectFault({SCSIOP_WRITE10, SRB_STATUS_SUCCESS, 0x6000});
+
+    std::vector<BYTE> payload(0x8000 - 8);
+    for (std::size_t i = 0; i < payload.size(); ++i) payload[i] = static_cast<BYTE>(i * 7);
+    ASSERT_EQ(m_manager->WriteSequence(0x10000010, payload.data(),
+                                       static_cast<DWORD>(payload.size()), 10000),
+              vkRN_OK);
+    const std::vector<sim::ReceivedCommand> commands = m_camera->received();
+    ASSERT_EQ(commands.size(), 2u);
+    EXPECT_EQ(commands[0].length, 0x8000u);
+    EXPECT_EQ(commands[1].length, 0x2000u);
+    EXPECT_EQ((commands[1].cdb[7] << 8) | commands[1].cdb[8], 0x2000);
+    // The second command starts where the first one stopped: message byte
+    // 0x6000 is payload byte 0x6000 - 8.
+    EXPECT_EQ(commands[1].data.front(), payload[0x6000 - 8]);
+    EXPECT_EQ(m_camera->messagesReceived(), std::vector<std::uint32_t>{0x10000010});
+}
+
+}  // namespace
