@@ -13,8 +13,6 @@ namespace {
 constexpr std::uint8_t kSuccess = 0x01;
 constexpr std::uint8_t kError = 0x04;
 constexpr std::uint8_t kRequestFlushed = 0x16;
-constexpr std::size_t kFixedSense = 20;
-constexpr std::size_t kEventArea = 64;
 
 bool isWrite(std::uint8_t opcode) { return opcode == 0x2A || opcode == 0xAA; }
 
@@ -73,12 +71,10 @@ CommandResult Camera::perform(std::uint8_t opcode, std::uint8_t* data, std::uint
 
 CommandResult Camera::requestSense(std::uint8_t* data, std::uint32_t length)
 {
-    // Fixed-format sense data: no sense, nothing pending; an empty event area.
-    std::uint8_t sense[kFixedSense + kEventArea] = {};
-    sense[0] = 0x70;
-    sense[7] = kFixedSense - 8;
-    const std::uint32_t count = std::min<std::uint32_t>(length, sizeof(sense));
-    std::memcpy(data, sense, count);
+    const std::vector<std::uint8_t> sense = m_events.nextSense();
+    const std::uint32_t count =
+        std::min<std::uint32_t>(length, static_cast<std::uint32_t>(sense.size()));
+    std::memcpy(data, sense.data(), count);
     return {kSuccess, count};
 }
 
@@ -138,6 +134,23 @@ void Camera::overrideNextReply(const ReplyOverride& change)
 {
     std::lock_guard<std::mutex> guard(m_lock);
     m_replyOverride = change;
+}
+
+void Camera::raiseEvent(std::uint32_t id, const std::vector<std::uint8_t>& parameters)
+{
+    raiseEventRecord(eventRecord(id, parameters));
+}
+
+void Camera::raiseEventRecord(const std::vector<std::uint8_t>& record)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_events.push(record);
+}
+
+std::size_t Camera::eventsWaiting() const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_events.waiting();
 }
 
 std::vector<ReceivedCommand> Camera::received() const

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "sim/camera_options.h"
+#include "sim/event_queue.h"
 #include "sim/fault_script.h"
 #include "sim/message_port.h"
 
@@ -69,6 +70,11 @@ public:
     void dropOffBus();
     void attach();
     void overrideNextReply(const ReplyOverride& change);
+    // Queues an event for the host's sense reads: a record of the ID and
+    // parameters, or a raw record (whatever its length word says).
+    void raiseEvent(std::uint32_t id, const std::vector<std::uint8_t>& parameters = {});
+    void raiseEventRecord(const std::vector<std::uint8_t>& record);
+    std::size_t eventsWaiting() const;
 
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
@@ -84,6 +90,7 @@ private:
     CameraOptions m_options;
     MessagePort m_port;
     FaultScript m_faults;
+    EventQueue m_events;
     bool m_silent = false;
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;

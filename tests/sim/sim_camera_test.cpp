@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <vector>
 
 namespace {
@@ -85,6 +86,33 @@ TEST_F(SimCamera, SenseReadAnswersWithFixedFormatData)
     EXPECT_EQ(sense->CheckSenseMessage(9, 0x80), 0);  // no events waiting
     EXPECT_EQ(m_camera->received().back().cdb, (std::vector<std::uint8_t>{0x03, 0, 0, 0, 0x54, 0}));
     delete sense;
+}
+
+// Each sense read hands out the oldest event; the ASCQ counts those still
+// waiting after it, so the host reads again at once until it is 0.
+TEST_F(SimCamera, SenseReadsDrainQueuedEventsInOrder)
+{
+    m_camera->raiseEvent(0x00040001, {1, 2, 3, 4, 5, 6, 7, 8});
+    m_camera->raiseEvent(0x00040002);
+    std::vector<BYTE> oversized = sim::eventRecord(0x00040003, std::vector<BYTE>(80, 0xEE));
+    m_camera->raiseEventRecord(oversized);
+    struct Expected {
+        DWORD id, length;
+        BYTE waiting;
+    };
+    const Expected expected[] = {{0x00040001, 20, 2}, {0x00040002, 12, 1}, {0x00040003, 92, 0}};
+    for (const Expected& event : expected) {
+        SenseMessage* sense = new SenseMessage;
+        ASSERT_EQ(sense->CreateSenseMessageBuffer(64), vkRN_OK);
+        ASSERT_EQ(m_manager->ReadRequestSense(sense), vkRN_OK);
+        EXPECT_EQ(sense->CheckSenseMessage(9, 0x80), event.waiting);
+        DWORD words[3];
+        std::memcpy(words, sense->GetDataPointer(), sizeof(words));
+        EXPECT_EQ(words[1], event.id);
+        EXPECT_EQ(words[2], event.length) << "the length word is passed on as the camera wrote it";
+        delete sense;
+    }
+    EXPECT_EQ(m_camera->eventsWaiting(), 0u);
 }
 
 }  // namespace
