@@ -3,7 +3,7 @@
 
 BUILD ?= build
 JOBS ?= 2
-CMAKE_FLAGS ?= -DVKRN_WERROR=ON
+CMAKE_FLAGS ?= -DVKRN_WERROR=ON -DVKRN_BUILD_TOOLS=ON
 
 .PHONY: all deps build test demo sanitize lint clean
 

@@ -29,6 +29,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments)
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, in[0], 0);
     posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+    posix_spawn_file_actions_adddup2(&actions, out[1], 2);
     std::vector<char*> argv;
     for (const std::string& argument : arguments)
         argv.push_back(const_cast<char*>(argument.c_str()));
@@ -67,6 +68,21 @@ std::string ChildProcess::readLine(int timeoutMs)
         if (got <= 0) return {};
         m_buffered.append(chunk, static_cast<std::size_t>(got));
     }
+}
+
+std::string ChildProcess::readAll(int timeoutMs)
+{
+    for (;;) {
+        pollfd ready = {m_stdout, POLLIN, 0};
+        if (::poll(&ready, 1, timeoutMs) <= 0) break;
+        char chunk[256];
+        const ssize_t got = ::read(m_stdout, chunk, sizeof(chunk));
+        if (got <= 0) break;
+        m_buffered.append(chunk, static_cast<std::size_t>(got));
+    }
+    std::string text;
+    text.swap(m_buffered);
+    return text;
 }
 
 void ChildProcess::writeLine(const std::string& line)

@@ -1,7 +1,8 @@
 // A program run as a separate process for tests that need one (dslrsim,
 // a second user of a port): started with posix_spawn, its standard output
 // read line by line with a time limit, its standard input written to, and
-// ended (killed if need be) when the owner goes. POSIX only.
+// ended (killed if need be) when the owner goes. Its standard error joins
+// its output. POSIX only.
 #pragma once
 
 #ifndef _WIN32
@@ -20,6 +21,8 @@ public:
     bool started() const { return m_pid > 0; }
     // The next line of output without its newline; empty when none came in time.
     std::string readLine(int timeoutMs = 5000);
+    // Everything up to the end of the output (or the time limit).
+    std::string readAll(int timeoutMs = 5000);
     void writeLine(const std::string& line);
     void signal(int number);
     // Waits for the end; returns the exit status, or 128 + signal number.

@@ -1,0 +1,164 @@
+// dslrsim as people and scripts run it: its command line, its refusals, its
+// shutdown, and several hosts at once on one camera.
+
+#if !defined(_WIN32) && defined(DSLRSIM_PATH)
+
+#include "platform/devices/scsi_sock.h"
+#include "support/child_process.h"
+#include "support/fake_device.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstring>
+#include <vector>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+std::string socketPath() { return "/tmp/" + uniqueName("dslrsim-cli") + ".sock"; }
+
+bool exists(const std::string& path)
+{
+    struct stat info;
+    return ::lstat(path.c_str(), &info) == 0;
+}
+
+TEST(Dslrsim, CommandLineErrorsAreNamedAndExitWithTwo)
+{
+    struct Case {
+        std::vector<std::string> arguments;
+        const char* message;
+    };
+    const Case cases[] = {
+        {{}, "--listen ADDRESS is required"},
+        {{"--frobnicate"}, "unknown option '--frobnicate'"},
+        {{"--listen"}, "option --listen needs a value"},
+        {{"--listen", "udp:1.2.3.4:5"}, "bad address 'udp:1.2.3.4:5'"},
+        {{"--listen", "unix:/tmp/x", "--model", "0xZZ"}, "bad number '0xZZ' for --model"},
+        {{"--listen", "unix:/tmp/x", "--block-size", "99999999999"}, "bad number"},
+        {{"--listen", "unix:/tmp/x", "--block-size", "0"}, "--block-size must not be 0"},
+    };
+    for (const Case& test : cases) {
+        std::vector<std::string> arguments = {DSLRSIM_PATH};
+        arguments.insert(arguments.end(), test.arguments.begin(), test.arguments.end());
+        ChildProcess run(arguments);
+        const std::string output = run.readAll();
+        EXPECT_EQ(run.wait(), 2) << output;
+        EXPECT_NE(output.find(test.message), std::string::npos) << output;
+    }
+}
+
+TEST(Dslrsim, HelpListsEveryOption)
+{
+    ChildProcess run({DSLRSIM_PATH, "--help"});
+    const std::string output = run.readAll();
+    EXPECT_EQ(run.wait(), 0);
+    for (const char* option : {"--listen", "--model", "--block-size", "--help", "unix:", "tcp:"})
+        EXPECT_NE(output.find(option), std::string::npos) << option;
+}
+
+TEST(Dslrsim, AddressInUseIsRefusedAndAStaleSocketIsReplaced)
+{
+    const int port = freeLoopbackPort();
+    for (const std::string& address :
+         {"unix:" + socketPath(), "tcp:127.0.0.1:" + std::to_string(port)}) {
+        SCOPED_TRACE(address);
+        Dslrsim first(address);
+        ASSERT_TRUE(first.ready());
+        ChildProcess second({DSLRSIM_PATH, "--listen", address});
+        const std::string output = second.readAll();
+        EXPECT_EQ(second.wait(), 1);
+        EXPECT_NE(output.find("in use"), std::string::npos) << output;
+    }
+    // A server killed outright leaves its socket file; the next one takes over.
+    const std::string path = socketPath();
+    {
+        Dslrsim killed("unix:" + path);
+        ASSERT_TRUE(killed.ready());
+        killed.signal(SIGKILL);
+        killed.wait();
+    }
+    ASSERT_TRUE(exists(path));
+    Dslrsim next("unix:" + path);
+    EXPECT_TRUE(next.ready());
+}
+
+TEST(Dslrsim, StopSignalsEndItCleanlyWithConnectionsOpen)
+{
+    for (int signal : {SIGINT, SIGTERM}) {
+        const std::string path = socketPath();
+        Dslrsim server("unix:" + path);
+        ASSERT_TRUE(server.ready());
+        const int client = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
+        ASSERT_EQ(::connect(client, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+        server.signal(signal);
+        EXPECT_EQ(server.wait(), 0) << signal;
+        EXPECT_FALSE(exists(path)) << "the socket file is removed";
+        char byte;
+        EXPECT_EQ(::recv(client, &byte, 1, 0), 0) << "the connection was closed";
+        ::close(client);
+    }
+}
+
+// Two raw protocol clients on one camera, and one that breaks the protocol.
+TEST(Dslrsim, ServesSeveralConnectionsAndDropsAPeerThatBreaksTheProtocol)
+{
+    const std::string path = socketPath();
+    Dslrsim server("unix:" + path);
+    ASSERT_TRUE(server.ready());
+    auto connectClient = [&] {
+        const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
+        EXPECT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+        return fd;
+    };
+    // A REQUEST SENSE on each connection, both open at once.
+    const int first = connectClient(), second = connectClient(), rogue = connectClient();
+    for (int fd : {first, second}) {
+        scsisock::Request request;
+        request.tag = static_cast<std::uint32_t>(fd);
+        request.cdbLength = 6;
+        request.direction = scsisock::kDataIn;
+        request.transferLength = 18;
+        request.cdb[0] = 0x03;
+        request.cdb[4] = 18;
+        std::uint8_t header[scsisock::kRequestSize];
+        scsisock::encode(request, header);
+        ASSERT_EQ(::send(fd, header, sizeof(header), 0), static_cast<ssize_t>(sizeof(header)));
+    }
+    for (int fd : {first, second}) {
+        std::uint8_t bytes[scsisock::kReplySize + 18];
+        ASSERT_EQ(::recv(fd, bytes, sizeof(bytes), MSG_WAITALL),
+                  static_cast<ssize_t>(sizeof(bytes)));
+        std::uint8_t header[scsisock::kReplySize];
+        std::memcpy(header, bytes, sizeof(header));
+        scsisock::Reply reply;
+        ASSERT_TRUE(scsisock::decode(header, reply));
+        EXPECT_EQ(reply.tag, static_cast<std::uint32_t>(fd));
+        EXPECT_EQ(reply.srbStatus, 0x01);
+        EXPECT_EQ(reply.transferred, 18u);
+        EXPECT_EQ(bytes[scsisock::kReplySize], 0x70);
+    }
+    std::uint8_t garbage[scsisock::kRequestSize] = {'G', 'E', 'T', ' '};
+    ASSERT_EQ(::send(rogue, garbage, sizeof(garbage), 0), static_cast<ssize_t>(sizeof(garbage)));
+    pollfd closed = {rogue, POLLIN, 0};
+    ASSERT_EQ(::poll(&closed, 1, 5000), 1);
+    char byte;
+    EXPECT_EQ(::recv(rogue, &byte, 1, 0), 0);
+    for (int fd : {first, second, rogue}) ::close(fd);
+}
+
+}  // namespace
+
+#endif

@@ -1,0 +1,80 @@
+#include "tools/dslrsim/command_line.h"
+
+#include "platform/devices/socket_address.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace dslrsim {
+
+namespace {
+
+// Decimal or 0x-hex, the whole text, within 32 bits.
+bool parseNumber(const std::string& text, std::uint32_t& value)
+{
+    if (text.empty() || text[0] == '-' || text[0] == '+') return false;
+    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    errno = 0;
+    char* end = nullptr;
+    const unsigned long long parsed = std::strtoull(text.c_str(), &end, hex ? 16 : 10);
+    if (errno != 0 || end == text.c_str() || *end != '\0' || parsed > 0xFFFFFFFFull) return false;
+    value = static_cast<std::uint32_t>(parsed);
+    return true;
+}
+
+}  // namespace
+
+std::string usage()
+{
+    return "usage: dslrsim --listen ADDRESS [--model ID] [--block-size BYTES]\n"
+           "\n"
+           "Serves one simulated camera over the scsi-sock protocol.\n"
+           "\n"
+           "  --listen ADDRESS     unix:PATH (a local socket) or tcp:HOST:PORT\n"
+           "  --model ID           camera model ID (default 0x80000402)\n"
+           "  --block-size BYTES   largest data block the camera takes (default 0xFF00)\n"
+           "  --help               print this text and exit\n"
+           "\n"
+           "Numbers are decimal or 0x-hex. SIGINT or SIGTERM ends the server.\n";
+}
+
+bool parseCommandLine(int argc, const char* const* argv, Options& options, std::string& error)
+{
+    for (int i = 1; i < argc; ++i) {
+        const std::string option = argv[i];
+        if (option == "--help" || option == "-h") {
+            options.help = true;
+            return true;
+        }
+        if (option != "--listen" && option != "--model" && option != "--block-size") {
+            error = "unknown option '" + option + "'";
+            return false;
+        }
+        if (i + 1 >= argc) {
+            error = "option " + option + " needs a value";
+            return false;
+        }
+        const std::string value = argv[++i];
+        if (option == "--listen") {
+            if (!devices::parseSocketAddress(value)) {
+                error = "bad address '" + value + "' (expected unix:PATH or tcp:HOST:PORT)";
+                return false;
+            }
+            options.listen = value;
+        } else if (!parseNumber(value, option == "--model" ? options.modelId : options.blockSize)) {
+            error = "bad number '" + value + "' for " + option;
+            return false;
+        }
+    }
+    if (options.listen.empty()) {
+        error = "--listen ADDRESS is required";
+        return false;
+    }
+    if (options.blockSize == 0) {
+        error = "--block-size must not be 0";
+        return false;
+    }
+    return true;
+}
+
+}  // namespace dslrsim

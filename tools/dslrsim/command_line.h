@@ -1,0 +1,21 @@
+// dslrsim's command line.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace dslrsim {
+
+struct Options {
+    std::string listen;  // "unix:PATH" or "tcp:HOST:PORT"
+    std::uint32_t modelId = 0x80000402;
+    std::uint32_t blockSize = 0xFF00;
+    bool help = false;
+};
+
+// Fills `options`; on a bad command line returns false with `error` saying
+// what is wrong in one line.
+bool parseCommandLine(int argc, const char* const* argv, Options& options, std::string& error);
+std::string usage();
+
+}  // namespace dslrsim

@@ -1,0 +1,53 @@
+// dslrsim: one simulated camera served on a socket, for hosts that reach it
+// through "unix:PATH" or "tcp:HOST:PORT" port paths.
+
+#include "tools/dslrsim/command_line.h"
+#include "tools/dslrsim/server.h"
+
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+
+int main(int argc, char** argv)
+{
+    dslrsim::Options options;
+    std::string error;
+    if (!dslrsim::parseCommandLine(argc, argv, options, error)) {
+        std::cerr << "dslrsim: " << error << "\n(dslrsim --help lists the options)\n";
+        return 2;
+    }
+    if (options.help) {
+        std::cout << dslrsim::usage();
+        return 0;
+    }
+
+    // The signals that end the server are taken by this thread alone, so
+    // every thread started below inherits them blocked.
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGINT);
+    sigaddset(&stopSignals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+
+    sim::Camera camera;
+    sim::CameraOptions identity;
+    identity.modelId = options.modelId;
+    identity.blockSize = options.blockSize;
+    camera.configure(identity);
+
+    dslrsim::Server server(camera);
+    const dslrsim::Server::Bound bound =
+        server.bind(*devices::parseSocketAddress(options.listen), error);
+    if (bound != dslrsim::Server::Bound::kOk) {
+        std::cerr << "dslrsim: " << error << "\n";
+        return 1;
+    }
+    server.start();
+    std::cout << "dslrsim: listening on " << options.listen << std::endl;
+
+    int received = 0;
+    sigwait(&stopSignals, &received);
+    server.stop();
+    return 0;
+}
