@@ -36,7 +36,7 @@ sanitize: deps
 # The library's sources against .clang-tidy (bug-prone patterns, needless
 # copies, a few readability checks).
 lint: build
-	run-clang-tidy -p $(BUILD) -quiet 'src/' 'sim/'
+	run-clang-tidy -p $(BUILD) -quiet 'src/' 'sim/' 'tools/'
 
 clean:
 	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64

@@ -3,6 +3,45 @@
 // negotiated blocks, and what every process on the port sees when the
 // camera's process dies in the middle of a transfer.
 
+#ifdef _WIN32
+
+#include "msgchannel/ScsiScanManager.h"
+
+#include "VKRNQ402.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <vector>
+
+namespace {
+
+// The Windows build reaches a dslrsim that the test script runs natively and
+// names in VKRN_DSLRSIM_ADDRESS ("tcp:127.0.0.1:PORT"); without one the test
+// has nothing to talk to.
+TEST(RemoteCamera, HandshakeWithTheCameraNamedByTheEnvironment)
+{
+    const char* address = std::getenv("VKRN_DSLRSIM_ADDRESS");
+    if (address == nullptr) GTEST_SKIP() << "VKRN_DSLRSIM_ADDRESS is not set";
+    auto* manager = new ScsiScanManager;
+    ASSERT_EQ(manager->OpenPort(address), vkRN_OK);
+    DWORD deviceID = 0, model = 0;
+    WORD endian = 1;
+    ASSERT_EQ(manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
+    EXPECT_EQ(model, 0x80000402u);
+    std::vector<BYTE> payload(0x14000 - 8, 0x22);
+    EXPECT_EQ(manager->WriteSequence(0x10000010, payload.data(), static_cast<DWORD>(payload.size()),
+                                     10000),
+              vkRN_OK);
+    EXPECT_EQ(manager->DisConnectCamera(), vkRN_OK);
+    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
+    delete manager;
+}
+
+}  // namespace
+
+#endif  // _WIN32
+
 #if !defined(_WIN32) && defined(DSLRSIM_PATH)
 
 #include "msgchannel/ScsiScanManager.h"

@@ -62,7 +62,10 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
             }
             options.listen = value;
         } else if (!parseNumber(value, option == "--model" ? options.modelId : options.blockSize)) {
-            error = "bad number '" + value + "' for " + option;
+            error = "bad number '";
+            error += value;
+            error += "' for ";
+            error += option;
             return false;
         }
     }
