@@ -113,6 +113,10 @@ private:
 extern BYTE g_bySrbStatus;
 extern BYTE g_senseData[21];
 
-// Releases the access-control list a descriptor built by the attribute
-// operations refers to, once the object it protected has been created.
+// A descriptor whose list lets everyone use an object (GENERIC_ALL) and,
+// with `denyWriteAccess`, denies everyone WRITE_DAC and WRITE_OWNER. False,
+// with nothing left allocated, when any step fails.
+bool BuildWorldDescriptor(SECURITY_DESCRIPTOR* descriptor, bool denyWriteAccess);
+// Releases the access-control list a descriptor built here refers to, once
+// the object it protected has been created.
 void ReleaseWorldDescriptor(SECURITY_DESCRIPTOR* descriptor);

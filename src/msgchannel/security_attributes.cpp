@@ -7,21 +7,13 @@
 #include "log/function_trace.h"
 #include "platform/platform_api.h"
 
-void ScsiScanManager::fillWorldAttributes(SECURITY_ATTRIBUTES* attributes,
-                                          SECURITY_DESCRIPTOR* descriptor, bool denyWriteAccess,
-                                          BOOL inheritOnNT)
+bool BuildWorldDescriptor(SECURITY_DESCRIPTOR* descriptor, bool denyWriteAccess)
 {
-    if (!isNT()) {
-        attributes->nLength = sizeof(SECURITY_ATTRIBUTES);
-        attributes->bInheritHandle = TRUE;
-        attributes->lpSecurityDescriptor = nullptr;
-        return;
-    }
     SID_IDENTIFIER_AUTHORITY worldAuthority = SECURITY_WORLD_SID_AUTHORITY;
     PSID worldSid = nullptr;
     if (!os::AllocateAndInitializeSid(&worldAuthority, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0,
                                       &worldSid)) {
-        return;
+        return false;
     }
     // The entries copy the SID, so it is released as soon as they are made;
     // the list itself lives until the object is created (ReleaseWorldDescriptor).
@@ -37,8 +29,21 @@ void ScsiScanManager::fillWorldAttributes(SECURITY_ATTRIBUTES* attributes,
     if (!built) {
         if (acl != nullptr) os::LocalFree(acl);
         *descriptor = SECURITY_DESCRIPTOR();
+    }
+    return built;
+}
+
+void ScsiScanManager::fillWorldAttributes(SECURITY_ATTRIBUTES* attributes,
+                                          SECURITY_DESCRIPTOR* descriptor, bool denyWriteAccess,
+                                          BOOL inheritOnNT)
+{
+    if (!isNT()) {
+        attributes->nLength = sizeof(SECURITY_ATTRIBUTES);
+        attributes->bInheritHandle = TRUE;
+        attributes->lpSecurityDescriptor = nullptr;
         return;
     }
+    if (!BuildWorldDescriptor(descriptor, denyWriteAccess)) return;
     attributes->nLength = sizeof(SECURITY_ATTRIBUTES);
     attributes->lpSecurityDescriptor = descriptor;
     attributes->bInheritHandle = inheritOnNT;

@@ -10,8 +10,16 @@
 #include "platform/win32_types.h"
 
 class ScsiScanManager;
+class Dslr1394Object;
 struct NotifyThreadInfo;
 struct NotifyQueueNode;
+struct TransferTexts;
+struct NoDeviceReportTexts;
+
+// Receives each event message on the notification thread: (device object,
+// message, size in bytes). The callee removes the arguments; the result is
+// ignored.
+using NotifyEventHandler = DWORD(WINAPI*)(Dslr1394Object* object, BYTE* message, DWORD size);
 
 // The last Remote API exchange: command code, status, bytes of an announced
 // data phase still to be read.
@@ -123,6 +131,47 @@ public:
     virtual uint32_t DSLR_METHOD baseReserved78(uint32_t, uint32_t);
     virtual uint32_t DSLR_METHOD baseReserved79(uint32_t, uint32_t, uint32_t, uint32_t, uint32_t);
 
+    // --- data channel: port and locking (datachannel/) -------------------
+    DWORD ScanMngrOpenPort(const char* portName);
+    DWORD ScanMngrClosePort();
+    DWORD _ScanMngrOpenPort(const char* portName);
+    DWORD _ScanMngrClosePort();
+    DWORD ScanMngrCloseMapFile();
+    DWORD ScanMngrCreateMutex(const char* portName);
+    HANDLE _ScanMngrCreateMutex(const char* portName, DWORD* lastError, BOOL initialOwner);
+    HANDLE _ObtainAccessableMutex(BOOL initialOwner, const char* name, DWORD* lastError);
+    DWORD Utl_CreateMutexObject(const char* portName);
+    void Utl_CloseMapFile();
+    DWORD _ScanMngrIsDeviceValid();
+    void _ScanMngrCreateOverlappedEvent(OVERLAPPED* overlapped, BOOL manualReset);
+    BOOL _ScanMngrCheckOverlappedDevIoResult(BOOL ioctlResult);
+    DWORD _ScanMngrWaitForAndCheckOverlappedResult(BOOL ioctlResult, HANDLE device,
+                                                   OVERLAPPED* overlapped, BYTE* srbStatus,
+                                                   DWORD* transferred, DWORD timeout);
+    void _ScanMngrCritSecInit();
+    void _ScanMngrCritSecDest();
+
+    // --- data channel: block read and write ------------------------------
+    DWORD ScanMngrScsiWrite(const BYTE* data, DWORD length, DWORD* written, DWORD timeout);
+    DWORD _ScanMngrScsiRead(BYTE* buffer, DWORD length, DWORD* read, DWORD timeout);
+    DWORD ScanMngrScsiReadDirect(BYTE* buffer, DWORD length, DWORD* read, DWORD timeout);
+    DWORD ScanMngrScsiRead(BYTE* buffer, DWORD length, DWORD* read, DWORD timeout);
+    BOOL _ScanMngrScsiOperation10(BYTE operation, WORD address, BYTE* buffer, DWORD length,
+                                  BYTE* srbStatus, OVERLAPPED* overlapped);
+    BOOL _ScanMngrScsiOperation12(BYTE operation, WORD address, BYTE* buffer, DWORD length,
+                                  BYTE* srbStatus, OVERLAPPED* overlapped);
+    void ScanMngrResetTimer();
+
+    // --- event polling and notification threads --------------------------
+    DWORD ScanMngrInitInterruptPoll(NotifyEventHandler handler, uintptr_t param);
+    DWORD ScanMngrTermInterruptPoll();
+    DWORD _TerminateThreadBlocking(HANDLE thread);
+    DWORD _PushNotificationMessage(BYTE* message);
+    DWORD _PopNotificationMessage(BYTE** message);
+    void _NotifyQueueAppend(NotifyQueueNode* node);
+    NotifyQueueNode* _NotifyQueueTake();
+    void _NotifyQueueDiscard();
+
     // Data members, in the order of the original layout. They are public
     // because every layer below works on them directly.
     DbgCamera m_dbgCamera;
@@ -154,6 +203,10 @@ public:
 private:
     // Destruction goes through slot 0 (DeletingDestructor) only.
     ~Dslr1394Object();
+
+    DWORD transferBlocks(BYTE operation, BYTE* buffer, DWORD length, DWORD* count, DWORD timeout,
+                         DWORD startTick, OVERLAPPED* overlapped, const TransferTexts& texts);
+    void reportNoDevice(const NoDeviceReportTexts& texts);
 };
 
 // Closes a handle unless it is INVALID_HANDLE_VALUE or 0; on success the

@@ -44,10 +44,19 @@ Dslr1394Object::Dslr1394Object()
 {
 }
 
-// Neither stops the event threads nor deletes the queue lock: the
-// application ends notification and closes the port before deleting.
+// An application may delete the object with notification still running:
+// the threads are stopped first, since they use the object, and whatever
+// they left queued is freed with it.
 Dslr1394Object::~Dslr1394Object()
 {
+    if (m_pThreadInfo != nullptr) ScanMngrTermInterruptPoll();
+    if (m_pThreadInfo == nullptr) {
+        // No thread can reach the queue or its lock any more.
+        _NotifyQueueDiscard();
+        _ScanMngrCritSecDest();
+        Utl_CloseHandle(&m_hInterruptThread);
+        Utl_CloseHandle(&m_hNotificationThread);
+    }
     Utl_CloseHandle(&m_hMapFile);
     Utl_CloseHandle(&m_hDevice);
     Utl_CloseHandle(&m_hDeviceAccessMutex);
