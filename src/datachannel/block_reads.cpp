@@ -11,6 +11,18 @@
 
 #include <cstring>
 
+namespace {
+
+DWORD blockFailed(DWORD result)
+{
+    Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
+               "ScanMngrScsiReadDirect: _ScanMngrScsiRead has error(0x%lx)",
+               static_cast<unsigned long>(result));
+    return result;
+}
+
+}  // namespace
+
 DWORD Dslr1394Object::ScanMngrScsiReadDirect(BYTE* buffer, DWORD length, DWORD* read, DWORD timeout)
 {
     Dbg_Printf(DBG_TAG_SSCM, DBG_ENTRY, "ScanMngrScsiReadDirect(dwDataLength<0x%lx>)",
@@ -28,12 +40,7 @@ DWORD Dslr1394Object::ScanMngrScsiReadDirect(BYTE* buffer, DWORD length, DWORD* 
                    static_cast<unsigned long>(remaining));
         DWORD count = 0;
         const DWORD result = _ScanMngrScsiRead(position, block, &count, timeout);
-        if (result != vkRN_OK) {
-            Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
-                       "ScanMngrScsiReadDirect: _ScanMngrScsiRead has error(0x%lx)",
-                       static_cast<unsigned long>(result));
-            return result;
-        }
+        if (result != vkRN_OK) return blockFailed(result);
         // A block that moved nothing (the mutex not had, or the device
         // answering with no data) is asked for again, but only within the
         // caller's time-out.
@@ -47,12 +54,7 @@ DWORD Dslr1394Object::ScanMngrScsiReadDirect(BYTE* buffer, DWORD length, DWORD* 
                static_cast<unsigned long>(remaining));
     DWORD count = 0;
     const DWORD result = _ScanMngrScsiRead(position, remaining, &count, timeout);
-    if (result != vkRN_OK) {
-        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
-                   "ScanMngrScsiReadDirect: _ScanMngrScsiRead has error(0x%lx)",
-                   static_cast<unsigned long>(result));
-        return result;
-    }
+    if (result != vkRN_OK) return blockFailed(result);
     *read += count;
     if (count < remaining) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,

@@ -18,6 +18,38 @@ constexpr DWORD kStopPollStep = 50;
 
 bool isThread(HANDLE handle) { return handle != INVALID_HANDLE_VALUE && handle != nullptr; }
 
+struct StartTexts {
+    const char* before;
+    const char* failed;
+    const char* started;  // with the thread ID
+};
+
+const StartTexts kNotifyTexts = {
+    "ScanMngrInitInterruptPoll: befor CreateThread(NotificationFunction)",
+    "ScanMngrInitInterruptPoll: CreateThread error for NotificationThread",
+    "ScanMngrInitInterruptPoll: Create NotifyThread(0x%lx) Success"};
+const StartTexts kPollTexts = {
+    "ScanMngrInitInterruptPoll: befor CreateThread(InterruptPollingFunction)",
+    "ScanMngrInitInterruptPoll: CreateThread error for PollingThread",
+    "ScanMngrInitInterruptPoll: Create PollingThread(0x%lx) Success"};
+
+// Starts one of the pair, running at once with the thread-info record; a
+// thread that cannot be made leaves its handle unset.
+bool startThread(HANDLE& handle, LPTHREAD_START_ROUTINE procedure, NotifyThreadInfo* info,
+                 const StartTexts& texts)
+{
+    Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL, "%s", texts.before);
+    DWORD threadId = 0;
+    handle = os::CreateThread(nullptr, 0, procedure, info, 0, &threadId);
+    if (handle == nullptr) {
+        handle = INVALID_HANDLE_VALUE;
+        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "%s", texts.failed);
+        return false;
+    }
+    Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, texts.started, static_cast<unsigned long>(threadId));
+    return true;
+}
+
 bool stillRunning(HANDLE thread)
 {
     DWORD code = 0;
@@ -54,36 +86,13 @@ DWORD Dslr1394Object::ScanMngrInitInterruptPoll(NotifyEventHandler handler, uint
     _ScanMngrCritSecInit();
 
     WriteThreadFlag(m_bExitNotifyThreadFlg, 0);
-    Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
-               "ScanMngrInitInterruptPoll: befor CreateThread(NotificationFunction)");
-    DWORD threadId = 0;
-    m_hNotificationThread =
-        os::CreateThread(nullptr, 0, NotificationFunction, m_pThreadInfo, 0, &threadId);
-    if (m_hNotificationThread == nullptr) {
-        m_hNotificationThread = INVALID_HANDLE_VALUE;
-        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
-                   "ScanMngrInitInterruptPoll: CreateThread error for NotificationThread");
+    if (!startThread(m_hNotificationThread, NotificationFunction, m_pThreadInfo, kNotifyTexts))
         return vkRNERROR_TRANSFER_FAILED;
-    }
-    Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK,
-               "ScanMngrInitInterruptPoll: Create NotifyThread(0x%lx) Success",
-               static_cast<unsigned long>(threadId));
     if (Dbg_GetLogLevel() & DBGFLAG_NO_POLLING_THREAD) return vkRN_OK;
 
     WriteThreadFlag(m_bExitPollThreadFlg, 0);
-    Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
-               "ScanMngrInitInterruptPoll: befor CreateThread(InterruptPollingFunction)");
-    m_hInterruptThread =
-        os::CreateThread(nullptr, 0, InterruptPollingFunction, m_pThreadInfo, 0, &threadId);
-    if (m_hInterruptThread == nullptr) {
-        m_hInterruptThread = INVALID_HANDLE_VALUE;
-        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
-                   "ScanMngrInitInterruptPoll: CreateThread error for PollingThread");
+    if (!startThread(m_hInterruptThread, InterruptPollingFunction, m_pThreadInfo, kPollTexts))
         return vkRNERROR_TRANSFER_FAILED;
-    }
-    Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK,
-               "ScanMngrInitInterruptPoll: Create PollingThread(0x%lx) Success",
-               static_cast<unsigned long>(threadId));
     return vkRN_OK;
 }
 

@@ -6,7 +6,7 @@
 #include "VKRNQ402.h"
 #include "memory/sense_message.h"
 #include "sim/camera.h"
-#include "support/fake_device.h"
+#include "support/sim_port.h"
 
 #include <gtest/gtest.h>
 
@@ -15,23 +15,7 @@
 
 namespace {
 
-class SimCamera : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        m_camera = sim::cameraNamed(m_name);
-        m_manager = new ScsiScanManager;
-        ASSERT_EQ(m_manager->OpenPort(("sim:" + m_name).c_str()), vkRN_OK);
-    }
-    void TearDown() override
-    {
-        EXPECT_EQ(m_manager->ClosePort(), vkRN_OK);
-        delete m_manager;
-    }
-    std::string m_name = uniqueName("camera");
-    std::shared_ptr<sim::Camera> m_camera;
-    ScsiScanManager* m_manager = nullptr;
-};
+using SimCamera = SimPort;
 
 TEST_F(SimCamera, HandshakeLearnsModelAndBlockSize)
 {

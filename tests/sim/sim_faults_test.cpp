@@ -5,7 +5,7 @@
 
 #include "VKRNQ402.h"
 #include "sim/camera.h"
-#include "support/fake_device.h"
+#include "support/sim_port.h"
 #include "support/fault_plan.h"
 
 #include <gtest/gtest.h>
@@ -18,32 +18,7 @@ namespace {
 using sim::CommandFault;
 using sim::Disposition;
 
-class SimFaults : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        m_camera = sim::cameraNamed(m_name);
-        m_manager = new ScsiScanManager;
-        ASSERT_EQ(m_manager->OpenPort(("sim:" + m_name).c_str()), vkRN_OK);
-    }
-    void TearDown() override
-    {
-        m_manager->ClosePort();
-        delete m_manager;
-        m_camera->setSilent(false);
-        m_camera->attach();
-    }
-    DWORD connect()
-    {
-        DWORD deviceID = 0, model = 0;
-        WORD endian = 0;
-        return m_manager->ConnectCamera(&deviceID, &model, &endian);
-    }
-
-    std::string m_name = uniqueName("faulty");
-    std::shared_ptr<sim::Camera> m_camera;
-    ScsiScanManager* m_manager = nullptr;
-};
+using SimFaults = SimPort;
 
 TEST_F(SimFaults, HandshakeAgainstEachFault)
 {
