@@ -5,7 +5,7 @@ BUILD ?= build
 JOBS ?= 2
 CMAKE_FLAGS ?= -DVKRN_WERROR=ON -DVKRN_BUILD_TOOLS=ON
 
-.PHONY: all deps build test demo sanitize lint clean
+.PHONY: all deps build test demo sanitize lint fuzz clean
 
 all: build
 
@@ -38,5 +38,9 @@ sanitize: deps
 lint: build
 	run-clang-tidy -p $(BUILD) -quiet 'src/' 'sim/' 'tools/'
 
+# The libFuzzer targets, each for FUZZ_SECONDS (default 60), with clang.
+fuzz: deps
+	bash scripts/run-fuzz.sh
+
 clean:
-	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64
+	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64 build-fuzz

@@ -7,6 +7,15 @@
 
 #include "VKRNQ402.h"
 
+namespace {
+
+// The status byte as it stands: the driver may write it at any moment until
+// the command's completion has been seen, so it is read as a whole byte
+// that another thread may be storing.
+BYTE statusNow(const BYTE* status) { return __atomic_load_n(status, __ATOMIC_RELAXED); }
+
+}  // namespace
+
 DWORD Dslr1394Object::_ScanMngrIsDeviceValid()
 {
     if (m_hDevice != INVALID_HANDLE_VALUE && m_hDevice != nullptr) return vkRN_OK;
@@ -57,7 +66,7 @@ DWORD Dslr1394Object::_ScanMngrWaitForAndCheckOverlappedResult(BOOL ioctlResult,
     const BOOL accepted = _ScanMngrCheckOverlappedDevIoResult(ioctlResult);
     Dbg_Printf(DBG_TAG_SSCM, DBG_VALUE,
                "_ScanMngrWaitForAndCheckOverlappedResult: bySrbStatus(0x%lx)",
-               static_cast<unsigned long>(*srbStatus));
+               static_cast<unsigned long>(statusNow(srbStatus)));
     if (!accepted) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
                    "_ScanMngrCheckOverlappedDevIoResult has error in "
@@ -71,7 +80,7 @@ DWORD Dslr1394Object::_ScanMngrWaitForAndCheckOverlappedResult(BOOL ioctlResult,
                "_ScanMngrWaitForAndCheckOverlappedResult: after OverlappedEvent");
     Dbg_Printf(DBG_TAG_SSCM, DBG_VALUE,
                "bySrbStatus(0x%lx) in _ScanMngrWaitForAndCheckOverlappedResult()",
-               static_cast<unsigned long>(*srbStatus));
+               static_cast<unsigned long>(statusNow(srbStatus)));
     DWORD result = vkRN_OK;
     if (waited == WAIT_OBJECT_0) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK,

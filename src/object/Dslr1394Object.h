@@ -162,6 +162,15 @@ public:
                                   BYTE* srbStatus, OVERLAPPED* overlapped);
     void ScanMngrResetTimer();
 
+    // --- camera path names (camera/) ------------------------------------
+    DWORD Utl_Q317PathChange(const char* source, char* destination, DWORD length);
+    DWORD Utl_Q317PathChange2(char* region, DWORD length);
+    DWORD Utl_GetDirPathLength(BYTE* list, DWORD* length);
+    DWORD Utl_MakePathLength(const char* list, DWORD total);
+    DWORD Utl_SwapBufferData(BYTE* buffer, DWORD length);
+    BOOL Utl_APPPathChange(char* path);
+    BOOL Utl_APPDriveChange(const char* source, char* destination);
+
     // --- event polling and notification threads --------------------------
     DWORD ScanMngrInitInterruptPoll(NotifyEventHandler handler, uintptr_t param);
     DWORD ScanMngrTermInterruptPoll();

@@ -157,7 +157,9 @@ void AsyncDevice::finish(Job& job, ULONG_PTR status, const ScsiOutcome& outcome)
         if (job.callerSense != nullptr)
             std::memcpy(job.callerSense, job.sense,
                         std::min(outcome.senseLength, job.command.senseLength));
-        if (job.srbStatus != nullptr) *job.srbStatus = outcome.srbStatus;
+        // Callers may look at the byte while the command runs (to log it).
+        if (job.srbStatus != nullptr)
+            __atomic_store_n(job.srbStatus, outcome.srbStatus, __ATOMIC_RELAXED);
     }
     job.overlapped->InternalHigh = transferred;
     HANDLE event = job.overlapped->hEvent;
