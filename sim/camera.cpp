@@ -51,8 +51,8 @@ CommandResult Camera::perform(std::uint8_t opcode, std::uint8_t* data, std::uint
         case 0x2A:
         case 0xAA:
             if (std::optional<Message> message = m_port.write(data, length)) {
-                std::vector<std::uint8_t> reply = answer(message->type, message->data);
-                if (!reply.empty()) m_port.setReply(std::move(reply));
+                // A new message ends whatever the host left unread.
+                m_port.setReply(answer(message->type, message->data));
             }
             return {kSuccess, length};
         case 0x28:
@@ -71,7 +71,9 @@ CommandResult Camera::perform(std::uint8_t opcode, std::uint8_t* data, std::uint
 
 CommandResult Camera::requestSense(std::uint8_t* data, std::uint32_t length)
 {
-    const std::vector<std::uint8_t> sense = m_events.nextSense();
+    // A camera that was not told to notify keeps its events to itself.
+    const std::vector<std::uint8_t> sense =
+        m_remoteApi.notifying() ? m_events.nextSense() : EventQueue().nextSense();
     const std::uint32_t count =
         std::min<std::uint32_t>(length, static_cast<std::uint32_t>(sense.size()));
     std::memcpy(data, sense.data(), count);
@@ -81,8 +83,12 @@ CommandResult Camera::requestSense(std::uint8_t* data, std::uint32_t length)
 std::vector<std::uint8_t> Camera::answer(std::uint32_t type,
                                          const std::vector<std::uint8_t>& payload)
 {
+    if (type == kRapiFrame) {
+        // The Remote API reply is sent as it is (faults of its own above).
+        return m_remoteApi.answer(payload).value_or(std::vector<std::uint8_t>());
+    }
     std::optional<Message> reply = answerHandshake({type, payload}, m_options);
-    if (!reply) return {};  // the Remote API arrives with the next layers
+    if (!reply) return {};
     if (m_replyOverride) {
         if (m_replyOverride->type) reply->type = *m_replyOverride->type;
         if (m_replyOverride->length) reply->data.resize(*m_replyOverride->length);
@@ -151,6 +157,42 @@ std::size_t Camera::eventsWaiting() const
 {
     std::lock_guard<std::mutex> guard(m_lock);
     return m_events.waiting();
+}
+
+void Camera::injectRapiFault(std::uint32_t request, const RapiFault& fault)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_remoteApi.injectFault(request, fault);
+}
+
+void Camera::setBenchmarkDataSize(std::uint32_t size)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_remoteApi.setBenchmarkDataSize(size);
+}
+
+void Camera::setEventReports(bool on)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_remoteApi.setNotifying(on);
+}
+
+bool Camera::eventReports() const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_remoteApi.notifying();
+}
+
+std::vector<RapiRequest> Camera::rapiRequests() const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_remoteApi.requests();
+}
+
+void Camera::defineRapiCommand(std::uint32_t request, RemoteApi::Handler handler)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_remoteApi.define(request, std::move(handler));
 }
 
 std::vector<ReceivedCommand> Camera::received() const

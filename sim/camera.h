@@ -13,6 +13,7 @@
 #include "sim/event_queue.h"
 #include "sim/fault_script.h"
 #include "sim/message_port.h"
+#include "sim/remote_api.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -75,6 +76,18 @@ public:
     void raiseEvent(std::uint32_t id, const std::vector<std::uint8_t>& parameters = {});
     void raiseEventRecord(const std::vector<std::uint8_t>& record);
     std::size_t eventsWaiting() const;
+    // Remote API: one-shot spoiled replies per command code, the size of the
+    // benchmark command's data phase, whether event reports are on (notify
+    // start turns them on; tests may switch them directly), and every
+    // request the camera received.
+    void injectRapiFault(std::uint32_t request, const RapiFault& fault);
+    void setBenchmarkDataSize(std::uint32_t size);
+    void setEventReports(bool on);
+    bool eventReports() const;
+    std::vector<RapiRequest> rapiRequests() const;
+    // Adds or replaces a Remote API command handler; it runs under the
+    // camera's lock.
+    void defineRapiCommand(std::uint32_t request, RemoteApi::Handler handler);
 
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
@@ -91,6 +104,7 @@ private:
     MessagePort m_port;
     FaultScript m_faults;
     EventQueue m_events;
+    RemoteApi m_remoteApi;
     bool m_silent = false;
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;

@@ -162,6 +162,13 @@ public:
                                   BYTE* srbStatus, OVERLAPPED* overlapped);
     void ScanMngrResetTimer();
 
+    // --- connection, notification and test operations (camera/) ---------
+    DWORD dsl1394SetNotificationCallBack(DslrNotifyCallback callback, uintptr_t context);
+    DWORD _NotifyControlStart();
+    DWORD _NotifyControlTerminate();
+    DWORD _TestSetFirmUpdate();
+    DWORD _TestDbgBenchMark(const char* path, DWORD* output);
+
     // --- camera path names (camera/) ------------------------------------
     DWORD Utl_Q317PathChange(const char* source, char* destination, DWORD length);
     DWORD Utl_Q317PathChange2(char* region, DWORD length);
@@ -216,6 +223,7 @@ private:
     DWORD transferBlocks(BYTE operation, BYTE* buffer, DWORD length, DWORD* count, DWORD timeout,
                          DWORD startTick, OVERLAPPED* overlapped, const TransferTexts& texts);
     void reportNoDevice(const NoDeviceReportTexts& texts);
+    DWORD stopNotifyThreads();
 };
 
 // Closes a handle unless it is INVALID_HANDLE_VALUE or 0; on success the

@@ -4,8 +4,6 @@
 
 #include "object/Dslr1394Object.h"
 
-uint32_t Dslr1394Object::baseOpenCameraComm(uint16_t, DslrNotifyCallback, uintptr_t) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseCloseCameraComm() { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseGetVols(void*, uint16_t*) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseFormatVol(const char*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseGetDirs(void*, uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
@@ -20,12 +18,7 @@ uint32_t Dslr1394Object::baseSetFileAttribs(const void*, uint32_t) { return vkRN
 uint32_t Dslr1394Object::baseSetFileTimes(const void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseReadSetting(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseWriteSetting(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseSetNotificationCB(DslrNotifyCallback, uintptr_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseGetModelDescrip(void*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseDslrReadData(void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::base1394WriteData(const void*, uint32_t, void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseDslrOpenPort(const char*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseDslrClosePort() { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseSetUILock(uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseResetUILock(uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseSetDevelopParamSetting(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
@@ -36,9 +29,6 @@ uint32_t Dslr1394Object::baseReleaseControlGetReleasedData(uint32_t, uint32_t, u
 uint32_t Dslr1394Object::baseDslrResetTransfer(uint16_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::dsl1394MessageTxRx(const void*, uint32_t, void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::dsl1394MessageTx(const void*, uint32_t, uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseNotifyStart() { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseNotifyTerminate() { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::dsl1394TestFunction(uint32_t, void*, uint32_t, uint32_t*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseSetGammaLookupTable(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseGetGammaLookupTable(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseSetDirectWhiteBalanceSetting(uint32_t) { return vkRNERROR_NOT_SUPPORTED; }

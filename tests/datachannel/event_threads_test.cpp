@@ -87,6 +87,7 @@ protected:
     void SetUp() override
     {
         m_journal.camera = sim::cameraNamed(m_name);
+        m_journal.camera->setEventReports(true);  // as after a notify start
         g_journal = &m_journal;
         g_beforeRecorder = os::api();
         os::api().Sleep = recordSleep;

@@ -76,6 +76,7 @@ TEST_F(SimCamera, SenseReadAnswersWithFixedFormatData)
 // waiting after it, so the host reads again at once until it is 0.
 TEST_F(SimCamera, SenseReadsDrainQueuedEventsInOrder)
 {
+    m_camera->setEventReports(true);
     m_camera->raiseEvent(0x00040001, {1, 2, 3, 4, 5, 6, 7, 8});
     m_camera->raiseEvent(0x00040002);
     std::vector<BYTE> oversized = sim::eventRecord(0x00040003, std::vector<BYTE>(80, 0xEE));

@@ -1,0 +1,82 @@
+// Every camera event on its way from the notification thread to the
+// application's callback.
+
+#include "VKRNQ402.h"
+#include "datachannel/notify_records.h"
+#include "log/dbg_log.h"
+#include "object/Dslr1394Object.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr DWORD kEventHead = 12;
+
+DWORD wordAt(const BYTE* bytes, DWORD offset)
+{
+    DWORD value;
+    std::memcpy(&value, bytes + offset, sizeof(value));
+    return value;
+}
+
+}  // namespace
+
+// The parameters arrive in host order: each known event is only logged.
+void _EventParamSwap(DWORD eventID, DWORD paramSize, BYTE* params)
+{
+    Dbg_Printf(DBG_TAG_DSCS, DBG_ENTRY, "_EventParamSwap");
+    Dbg_Printf(DBG_TAG_DSCS, DBG_VALUE, "dwParamSize(0x%lx) in _EventParamSwap()",
+               static_cast<unsigned long>(paramSize));
+    switch (eventID) {
+        case 8:
+        case 12:
+        case 16:
+            if (paramSize >= 9) {
+                BYTE format = params[4];
+                Dbg_Printf(DBG_TAG_DSCS, DBG_EVENT,
+                           "ImageNotify SequenceID(0x%lx) FormatType(%d) SizeOfData(0x%lx) in "
+                           "_EventParamSwap()",
+                           static_cast<unsigned long>(wordAt(params, 0)), format,
+                           static_cast<unsigned long>(wordAt(params, 5)));
+            }
+            break;
+        case 10:
+            if (paramSize == 4) {
+                Dbg_Printf(DBG_TAG_DSCS, DBG_VALUE, "dwParam[0](0x%lx)",
+                           static_cast<unsigned long>(wordAt(params, 0)));
+            } else if (paramSize >= 8) {
+                Dbg_Printf(DBG_TAG_DSCS, DBG_ERROR, "dwParam[0](0x%lx) dwParam[1](0x%lx)",
+                           static_cast<unsigned long>(wordAt(params, 0)),
+                           static_cast<unsigned long>(wordAt(params, 4)));
+            }
+            break;
+        case 14:
+            if (paramSize == 4) {
+                Dbg_Printf(DBG_TAG_DSCS, DBG_VALUE, "dwParam(0x%lx)",
+                           static_cast<unsigned long>(wordAt(params, 0)));
+            }
+            break;
+        default:
+            break;
+    }
+}
+
+// The event's own length word sizes the parameters, but never beyond the
+// message that carries them.
+DWORD WINAPI EventHandle(Dslr1394Object* object, BYTE* message, DWORD size)
+{
+    if (object == nullptr || message == nullptr || object->m_pfnNotifyCallback == nullptr) return 0;
+    Dbg_Dump(DBG_TAG_DSCS, "EventHandle: EventBuffer swap befor", message, size);
+    const DWORD id = size >= 8 ? wordAt(message, 4) : 0;
+    DWORD length = size >= kEventHead ? wordAt(message, 8) : 0;
+    if (length > size) length = size;
+    const DWORD paramSize = length > kEventHead ? length - kEventHead : 0;
+    BYTE* params = message + (size >= kEventHead ? kEventHead : size);
+    if (paramSize > 0) _EventParamSwap(id, paramSize, params);
+    Dbg_Printf(DBG_TAG_DSCS, DBG_EVENT, "EventHandle: ID(0x%lx) Length(0x%lx) param(0x%lx)",
+               static_cast<unsigned long>(id), static_cast<unsigned long>(length),
+               static_cast<unsigned long>(paramSize >= 4 ? wordAt(params, 0) : 0));
+    object->m_pfnNotifyCallback(id, params, paramSize, object->m_notifyContext);
+    Dbg_Dump(DBG_TAG_DSCS, "EventHandle: EventBuffer swap after", message, size);
+    return 0;
+}

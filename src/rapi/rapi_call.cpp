@@ -1,0 +1,38 @@
+#include "rapi/rapi_call.h"
+
+#include "rapi/rapi_messages.h"
+
+#include "VKRNQ402.h"
+#include "log/dbg_log.h"
+#include "memory/tracked_memory.h"
+
+DWORD Rapi_Call(Dslr1394Object* object, const RapiCommand& command, const void* params,
+                DWORD paramSize, void* record, DWORD recordSize, const RapiCallTexts& texts)
+{
+    const DWORD refConst = Rapi_NewRefConst();
+    BYTE* request =
+        _CreateRemoteAPIMessage(kRapiKindCommand, params, paramSize, command.request, refConst);
+    if (request == nullptr) {
+        Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "%s", texts.requestNotAllocated);
+        return vkRNERROR_OUT_OF_MEMORY;
+    }
+    DWORD replySize = 0;
+    BYTE* reply = _AllocReceiveMessageBuffer(recordSize, &replySize);
+    if (reply == nullptr) {
+        Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "%s", texts.replyNotAllocated);
+        MEM_FreeMemory(request);
+        return vkRNERROR_OUT_OF_MEMORY;
+    }
+    DWORD result =
+        dsl1394SendRemoteAPICommand(object, command.transport, 0, request,
+                                    MEM_GetMemorySize(request), reply, replySize, command.timeout);
+    if (result != vkRN_OK) {
+        Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, texts.sendFailed, static_cast<unsigned long>(result));
+    } else if ((result = _GetDataFromMessage(object, record, reply, command.reply, refConst,
+                                             recordSize)) != vkRN_OK) {
+        Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, texts.replyFailed, static_cast<unsigned long>(result));
+    }
+    MEM_FreeMemory(reply);
+    MEM_FreeMemory(request);
+    return result;
+}

@@ -1,0 +1,19 @@
+// One whole Remote API command as most operations issue it: request built,
+// sent, reply checked against the request, blocks freed.
+#pragma once
+
+#include "rapi/command_table.h"
+
+class Dslr1394Object;
+
+// The failure lines of the calling operation, each with a "%lx" for the code
+// where it has one.
+struct RapiCallTexts {
+    const char* requestNotAllocated;
+    const char* replyNotAllocated;
+    const char* sendFailed;
+    const char* replyFailed;
+};
+
+DWORD Rapi_Call(Dslr1394Object* object, const RapiCommand& command, const void* params,
+                DWORD paramSize, void* record, DWORD recordSize, const RapiCallTexts& texts);

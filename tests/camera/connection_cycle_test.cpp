@@ -1,0 +1,260 @@
+// A whole connection cycle through the device object's slots against the
+// in-process camera: port, connection, notification with an event reaching
+// the callback, the test operations, announced data read in parts, and the
+// Remote API's answers to a confused camera.
+
+#include "object/Dslr1394Object.h"
+
+#include "VKRNQ402.h"
+#include "memory/tracked_memory.h"
+#include "rapi/command_table.h"
+#include "rapi/rapi_call.h"
+#include "rapi/rapi_messages.h"
+#include "sim/camera.h"
+#include "support/fake_device.h"
+#include "support/fault_plan.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+namespace {
+
+struct Received {
+    uint32_t id;
+    std::vector<BYTE> params;
+    uintptr_t context;
+};
+
+struct Inbox {
+    std::mutex lock;
+    std::condition_variable arrived;
+    std::vector<Received> events;
+};
+
+uint32_t DSLR_STDCALL onEvent(uint32_t id, void* params, uint32_t size, uintptr_t context)
+{
+    auto* inbox = reinterpret_cast<Inbox*>(context);
+    const BYTE* bytes = static_cast<const BYTE*>(params);
+    std::lock_guard<std::mutex> guard(inbox->lock);
+    inbox->events.push_back({id, std::vector<BYTE>(bytes, bytes + size), context});
+    inbox->arrived.notify_all();
+    return 0;
+}
+
+const RapiCallTexts kTexts = {"request", "reply", "send(0x%lx)", "reply(0x%lx)"};
+
+class ConnectionCycle : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_camera = sim::cameraNamed(m_name);
+        sim::CameraOptions options;
+        options.modelId = 0x80000529;
+        m_camera->configure(options);
+        m_object = static_cast<Dslr1394Object*>(DSLR_GetObject());
+        m_slots = m_object;
+        ASSERT_EQ(m_slots->baseDslrOpenPort(("sim:" + m_name).c_str()), vkRN_OK);
+        ASSERT_EQ(m_slots->baseOpenCameraComm(0, onEvent, reinterpret_cast<uintptr_t>(&m_inbox)),
+                  vkRN_OK);
+    }
+    void TearDown() override
+    {
+        m_slots->baseCloseCameraComm();
+        m_slots->baseDslrClosePort();
+        DSLR_DeleteObject(m_slots);
+    }
+    DWORD call(DWORD request, const std::vector<BYTE>& params, DWORD recordSize)
+    {
+        std::vector<BYTE> record(recordSize);
+        return Rapi_Call(m_object, *Rapi_FindCommand(request), params.data(),
+                         static_cast<DWORD>(params.size()), record.data(), recordSize, kTexts);
+    }
+
+    std::string m_name = uniqueName("cycle");
+    std::shared_ptr<sim::Camera> m_camera;
+    Dslr1394Object* m_object = nullptr;
+    DslrObject* m_slots = nullptr;
+    Inbox m_inbox;
+};
+
+TEST_F(ConnectionCycle, EventReachesTheCallbackWithItsParameters)
+{
+    FastClock clock(50);
+    EXPECT_EQ(m_object->m_dwModelID, 0x80000529u) << "learnt at connection";
+    ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
+    EXPECT_TRUE(m_camera->eventReports()) << "the camera was told to notify";
+    // An image notification: SequenceID, FormatType, SizeOfData packed in 9 bytes.
+    const std::vector<BYTE> image = {0x78, 0x56, 0x34, 0x12, 0x02, 0x00, 0x10, 0x00, 0x00};
+    m_camera->raiseEvent(8, image);
+    {
+        std::unique_lock<std::mutex> guard(m_inbox.lock);
+        ASSERT_TRUE(m_inbox.arrived.wait_for(guard, std::chrono::seconds(10),
+                                             [&] { return !m_inbox.events.empty(); }));
+        EXPECT_EQ(m_inbox.events[0].id, 8u);
+        EXPECT_EQ(m_inbox.events[0].params, image);
+        EXPECT_EQ(m_inbox.events[0].context, reinterpret_cast<uintptr_t>(&m_inbox));
+    }
+    EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
+    EXPECT_EQ(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(m_object->m_dwNotifyStartCounter, 0u);
+}
+
+TEST_F(ConnectionCycle, NotificationIsCountedAndStoppedByTheLastUser)
+{
+    FastClock clock(50);
+    ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
+    ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
+    EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
+    EXPECT_EQ(m_object->m_dwNotifyStartCounter, 1u);
+    EXPECT_NE(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE) << "still running";
+    EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
+    EXPECT_EQ(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE);
+    LogCapture log(0x1);
+    EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
+    EXPECT_TRUE(log.contains("NotifyTerminate: Notify has not started"));
+    EXPECT_EQ(m_object->m_dwNotifyStartCounter, 0u);
+}
+
+// The benchmark reports the size its reply announces; its reply does not
+// enter the last-exchange record, so a data read after it has nothing to read.
+TEST_F(ConnectionCycle, BenchmarkAnnouncesItsSizeButLeavesNothingToRead)
+{
+    m_camera->setBenchmarkDataSize(0x2345);
+    uint32_t size = 0;
+    char path[] = "ata01:\\dcim";
+    EXPECT_EQ(m_slots->dsl1394TestFunction(14, path, 0, &size, 0), vkRN_OK);
+    EXPECT_EQ(size, 0x2345u);
+    const sim::RapiRequest sent = m_camera->rapiRequests().back();
+    EXPECT_EQ(sent.kind, 1u);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(sent.params.data()) + 4), "/ATA01\\DCIM");
+    std::vector<BYTE> buffer(16, 0xEE);
+    EXPECT_EQ(m_slots->baseDslrReadData(buffer.data(), 16), vkRNERROR_NO_DATA_PHASE);
+    EXPECT_EQ(m_slots->dsl1394TestFunction(15, nullptr, 0, nullptr, 0), vkRN_OK);
+    EXPECT_EQ(m_camera->rapiRequests().back().messageId, 0x13100001u);
+    EXPECT_EQ(m_slots->dsl1394TestFunction(99, nullptr, 0, nullptr, 0), vkRN_OK);
+}
+
+TEST_F(ConnectionCycle, AnnouncedDataIsReadInPartsAndCountedDown)
+{
+    m_camera->defineRapiCommand(0x11200001, [](const sim::RapiRequest&) {
+        sim::RapiAnswer answer;
+        answer.record.assign(16, 0);
+        const DWORD length = 1000;
+        std::memcpy(answer.record.data(), &length, 4);
+        answer.data = sim::benchmarkData(length);
+        return answer;
+    });
+    ASSERT_EQ(call(0x11200001, {'A', 0}, 16), vkRN_OK);
+    EXPECT_EQ(m_object->m_lastRapi.dwRemaining, 1000u);
+    std::vector<BYTE> data(1000);
+    ASSERT_EQ(m_slots->baseDslrReadData(data.data(), 600), vkRN_OK);
+    EXPECT_EQ(m_object->m_lastRapi.dwRemaining, 400u);
+    ASSERT_EQ(m_slots->baseDslrReadData(data.data() + 600, 400), vkRN_OK);
+    EXPECT_EQ(m_object->m_lastRapi.dwRemaining, 0u);
+    EXPECT_EQ(data, sim::benchmarkData(1000));
+    EXPECT_EQ(m_slots->baseDslrReadData(nullptr, 4), vkRNERROR_INVALID_PARAMETER);
+}
+
+TEST_F(ConnectionCycle, ConfusedCameraRepliesAndTheLastExchange)
+{
+    constexpr DWORD kStart = 0x121000FE, kReply = 0x221000FE;
+    struct Case {
+        const char* name;
+        sim::RapiFault fault;
+        DWORD result;
+        RapiExchangeRecord last;
+    } cases[] = {
+        {"camera error",
+         {0x00A50123, std::nullopt, std::nullopt},
+         0x02000123,
+         {kReply, 0x00A50123, 0}},
+        {"camera error wins over a wrong constant",
+         {0x00A50123, std::nullopt, 7},
+         0x02000123,
+         {kReply, 0x00A50123, 0}},
+        {"wrong reply code",
+         {std::nullopt, 0x22100001, std::nullopt},
+         vkRNERROR_INVALID_PARAMETER,
+         {0x22100001, 0, 0}},
+        {"wrong reference constant",
+         {std::nullopt, std::nullopt, 7},
+         vkRNERROR_INVALID_PARAMETER,
+         {kReply, 0, 0}},
+        {"good", {}, vkRN_OK, {kReply, 0, 0}},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        m_camera->injectRapiFault(kStart, test.fault);
+        EXPECT_EQ(call(kStart, {}, 0), test.result);
+        EXPECT_EQ(m_object->m_lastRapi.dwCommand, test.last.dwCommand);
+        EXPECT_EQ(m_object->m_lastRapi.dwStatus, test.last.dwStatus);
+        EXPECT_EQ(m_object->m_lastRapi.dwRemaining, test.last.dwRemaining);
+    }
+}
+
+TEST_F(ConnectionCycle, NoReplyIsReadForTransportSeventeen)
+{
+    m_camera->clearRecords();
+    BYTE* request = _CreateRemoteAPIMessage(2, nullptr, 0, 0x1110000F, Rapi_NewRefConst());
+    ASSERT_NE(request, nullptr);
+    EXPECT_EQ(DS1394_SendMessageNonStream(m_object, 17, request, 16, nullptr, 0, 10000), vkRN_OK);
+    MEM_FreeMemory(request);
+    const std::vector<sim::ReceivedCommand> commands = m_camera->received();
+    ASSERT_EQ(commands.size(), 1u);
+    EXPECT_EQ(commands[0].cdb[0], 0x2A);
+}
+
+// Allocation failures of the exchange, the benchmark and the framed data
+// read: each returns 0x02000003 and leaves no block behind.
+TEST_F(ConnectionCycle, EveryAllocationFailureOfAnExchange)
+{
+    m_camera->setBenchmarkDataSize(0x10);
+    struct Case {
+        const char* name;
+        std::function<DWORD()> run;
+        unsigned degradesAt;  // the allocation whose failure is survived, or 0
+    } cases[] = {
+        {"exchange", [&] { return call(0x121000FE, {}, 0); }, 0},
+        // Without room for the converted path the path goes as given.
+        {"benchmark",
+         [&] {
+             uint32_t size = 0;
+             char path[] = "ATA01:\\";
+             return m_slots->dsl1394TestFunction(14, path, 0, &size, 0);
+         },
+         1},
+        {"firmware test", [&] { return m_slots->dsl1394TestFunction(15, nullptr, 0, nullptr, 0); },
+         0},
+    };
+    for (const Case& test : cases) {
+        unsigned allocations = 0;
+        {
+            FaultPlan counting;
+            ASSERT_EQ(test.run(), vkRN_OK) << test.name;
+            allocations = counting.calls(Op::Malloc) + counting.calls(Op::Calloc);
+        }
+        for (Op op : {Op::Malloc, Op::Calloc}) {
+            for (unsigned nth = 1; nth <= allocations; ++nth) {
+                SCOPED_TRACE(std::string(test.name) + " " + OpName(op) + " #" +
+                             std::to_string(nth));
+                FaultPlan plan;
+                plan.fail(op, nth);
+                const DWORD result = test.run();
+                const bool survived = op == Op::Malloc && nth == test.degradesAt;
+                if (plan.calls(op) >= nth) {
+                    EXPECT_EQ(result, survived ? vkRN_OK : vkRNERROR_OUT_OF_MEMORY);
+                }
+                EXPECT_EQ(plan.outstandingAllocations(), 0u);
+            }
+        }
+    }
+}
+
+}  // namespace
