@@ -22,7 +22,7 @@ test: build
 	bash scripts/test-windows.sh
 
 demo: build
-	$(BUILD)/examples/object_lifecycle
+	$(BUILD)/examples/host_session sim:demo
 
 # The suites under AddressSanitizer (with UndefinedBehaviorSanitizer) and
 # ThreadSanitizer, each in its own build folder.
