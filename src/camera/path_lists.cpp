@@ -66,7 +66,10 @@ std::vector<std::string> expand(const std::vector<std::string>& strings, char se
         } else {
             // Any other entry is a name, "..NAME" included: a file may be
             // called that, and a move needs a separator after its dots.
-            paths.push_back(base + separator + e);
+            std::string path = base;
+            path += separator;
+            path += e;
+            paths.push_back(std::move(path));
         }
     }
     if (isSeparator(strings.back()[0])) paths.push_back(strings.back());
