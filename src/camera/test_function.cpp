@@ -86,7 +86,7 @@ DWORD Dslr1394Object::_TestSetFirmUpdate()
     return result;
 }
 
-DWORD Dslr1394Object::_TestDbgBenchMark(const char* path, DWORD* output)
+DWORD Dslr1394Object::_TestDbgBenchMark(const char* path, uint32_t* output)
 {
     FunctionTrace trace(DBG_TAG_DSCS, "_TestDbgBenchMark");
     const DWORD pathLength = static_cast<DWORD>(std::strlen(path)) + 1;

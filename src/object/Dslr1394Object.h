@@ -167,7 +167,7 @@ public:
     DWORD _NotifyControlStart();
     DWORD _NotifyControlTerminate();
     DWORD _TestSetFirmUpdate();
-    DWORD _TestDbgBenchMark(const char* path, DWORD* output);
+    DWORD _TestDbgBenchMark(const char* path, uint32_t* output);
 
     // --- camera path names (camera/) ------------------------------------
     DWORD Utl_Q317PathChange(const char* source, char* destination, DWORD length);
