@@ -35,7 +35,7 @@ configure_and_build() {  # folder, toolchain, extra cmake options...
   local chosen=("${generator[@]}")
   if [ -f "$dir/CMakeCache.txt" ]; then chosen=(); fi
   cmake -S . -B "$dir" "${chosen[@]}" -DCMAKE_TOOLCHAIN_FILE="cmake/$toolchain" \
-        -DVKRN_BUILD_TOOLS=OFF -DVKRN_WERROR=ON "$@" >/dev/null
+        -DVKRN_BUILD_TOOLS=ON -DVKRN_WERROR=ON "$@" >/dev/null
   cmake --build "$dir" -j2
 }
 
@@ -132,6 +132,23 @@ for exe in build-win64/tests/test_*.exe build-win64/tests/*/test_*.exe; do
      || { [ -n "${VKRN_DSLRSIM_ADDRESS:-}" ] && grep -qE '^\[  SKIPPED \]' "$log"; }; then
     echo "FAIL: $exe (exit code $rc)"
     failed+=("$exe")
+  fi
+done
+
+# The example host program with the real DLL beside it, on the in-process
+# camera and, when there is one, on the native dslrsim over TCP.
+for port in sim:demo ${VKRN_DSLRSIM_ADDRESS:-}; do
+  exe=build-win64/examples/host_session.exe
+  [ -f "$exe" ] || { echo "FAIL: $exe was not built"; failed+=("$exe"); break; }
+  cp build-win64/src/VKRNQ402.dll build-win64/examples/
+  echo "== wine $exe $port"
+  log="build-win64/examples/host_session.$(tr -c 'a-z0-9' _ <<<"$port").wine.log"
+  rc=0
+  (cd build-win64/examples && timeout 300 wine ./host_session.exe "$port") >"$log" 2>&1 || rc=$?
+  cat "$log"
+  if [ "$rc" -ne 0 ] || ! grep -q '^session complete' "$log"; then
+    echo "FAIL: $exe $port (exit code $rc)"
+    failed+=("$exe $port")
   fi
 done
 wineserver -k >/dev/null 2>&1 || true
