@@ -5,7 +5,7 @@ BUILD ?= build
 JOBS ?= 2
 CMAKE_FLAGS ?= -DVKRN_WERROR=ON -DVKRN_BUILD_TOOLS=ON
 
-.PHONY: all deps build test demo sanitize lint fuzz clean
+.PHONY: all deps build test demo sanitize lint fuzz bench clean
 
 all: build
 
@@ -42,5 +42,12 @@ lint: build
 fuzz: deps
 	bash scripts/run-fuzz.sh
 
+# Speeds of the transfer paths (Google Benchmark, optimised build).
+bench: deps
+	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DVKRN_BUILD_BENCH=ON \
+	  -DVKRN_BUILD_TESTS=OFF -DVKRN_BUILD_TOOLS=OFF
+	cmake --build build-bench -j$(JOBS)
+	build-bench/bench/transfer_bench
+
 clean:
-	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64 build-fuzz
+	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64 build-fuzz build-bench
