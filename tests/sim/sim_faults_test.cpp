@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace {
@@ -72,7 +74,11 @@ TEST_F(SimFaults, HandshakeAgainstEachFault)
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
-        FastClock clock(1000);
+        // Only the silent camera needs time to run out, and it alone runs
+        // the clock fast: the others must not lose a real budget to a busy
+        // machine.
+        std::optional<FastClock> clock;
+        if (std::string(test.name) == "silent camera") clock.emplace(1000);
         m_manager->WriteMapFile(1);
         test.arrange(*m_camera);
         EXPECT_EQ(connect(), test.result);
