@@ -13,10 +13,6 @@ namespace {
 
 constexpr DWORD kRecordHead = 10;
 
-unsigned long pointerValue(const void* pointer)
-{
-    return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(pointer));
-}
 
 }  // namespace
 
@@ -33,7 +29,7 @@ DWORD Dslr1394Object::Utl_SwapBufferData(BYTE* buffer, DWORD length)
     const BYTE* last = buffer + length - 1;
     Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
                "1.strDirEntryPtr(0x%lx) cTempPtr(0x%lx) in Utl_SwapBufferData()",
-               pointerValue(buffer), pointerValue(last));
+               Dbg_Handle(buffer), Dbg_Handle(last));
     DWORD at = 0;
     while (at < length - 1 && length - at > kRecordHead) {
         BYTE* record = buffer + at;
@@ -64,7 +60,7 @@ DWORD Dslr1394Object::Utl_SwapBufferData(BYTE* buffer, DWORD length)
     }
     Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
                "2.strDirEntryPtr(0x%lx) cTempPtr(0x%lx) in Utl_SwapBufferData()",
-               pointerValue(buffer), pointerValue(last));
+               Dbg_Handle(buffer), Dbg_Handle(last));
     Dbg_Dump(DBG_TAG_VKRN, "strDirEntryPtr swap after", buffer, length);
     return 1;
 }

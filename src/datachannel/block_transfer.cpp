@@ -23,10 +23,6 @@ bool repeatsWithoutData(BYTE status)
            status == SRB_STATUS_BUS_RESET;
 }
 
-unsigned long pointerValue(const void* pointer)
-{
-    return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(pointer));
-}
 
 void logStatus(const TransferTexts& texts, BYTE status)
 {
@@ -94,8 +90,8 @@ DWORD Dslr1394Object::transferBlocks(BYTE operation, BYTE* buffer, DWORD length,
             Dbg_Printf(DBG_TAG_SSCM, DBG_DETAIL,
                        "dwRemainLength(0x%lx) dwReadLengthRefPtr(0x%lx) => (0x%lx) "
                        "byTempBufferPtr(0x%lx)",
-                       static_cast<unsigned long>(remaining), pointerValue(count),
-                       static_cast<unsigned long>(*count), pointerValue(position));
+                       static_cast<unsigned long>(remaining), Dbg_Handle(count),
+                       static_cast<unsigned long>(*count), Dbg_Handle(position));
         }
         if (os::GetTickCount() - startTick > timeout) {
             *count = 0;
@@ -156,7 +152,7 @@ DWORD Dslr1394Object::_ScanMngrScsiRead(BYTE* buffer, DWORD length, DWORD* read,
         return vkRN_OK;  // nothing read: the caller's length check reports it
     }
     Dbg_Printf(DBG_TAG_SSCM, DBG_DETAIL, "1.vBufferPtr(0x%lx) dwReadLengthRefPtr(0x%lx)",
-               pointerValue(buffer), pointerValue(read));
+               Dbg_Handle(buffer), Dbg_Handle(read));
     OVERLAPPED overlapped;
     _ScanMngrCreateOverlappedEvent(&overlapped, TRUE);
     const BYTE operation = (Dbg_GetLogLevel() & (DBGFLAG_READ12 | DBGFLAG_READ12_BLOCKWISE))
@@ -169,10 +165,10 @@ DWORD Dslr1394Object::_ScanMngrScsiRead(BYTE* buffer, DWORD length, DWORD* read,
         DBG_TAG_SSCM, DBG_DETAIL,
         "dwRemainLength(0x%lx) dwReadLengthRefPtr(0x%lx) => (0x%lx) byTempBufferPtr(0x%lx) in "
         "_ScanMngrScsiRead()",
-        static_cast<unsigned long>(length - *read), pointerValue(read),
-        static_cast<unsigned long>(*read), pointerValue(buffer + *read));
+        static_cast<unsigned long>(length - *read), Dbg_Handle(read),
+        static_cast<unsigned long>(*read), Dbg_Handle(buffer + *read));
     Dbg_Printf(DBG_TAG_SSCM, DBG_DETAIL, "2.vBufferPtr(0x%lx) dwReadLengthRefPtr(0x%lx)",
-               pointerValue(buffer), pointerValue(read));
+               Dbg_Handle(buffer), Dbg_Handle(read));
     Utl_ReleaseMutexObject(m_hDeviceAccessMutex);
     return result;
 }
@@ -182,7 +178,7 @@ DWORD Dslr1394Object::ScanMngrScsiWrite(const BYTE* data, DWORD length, DWORD* w
 {
     Dbg_Printf(DBG_TAG_SSCM, DBG_ENTRY, "ScanMngrScsiWrite");
     Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, "m_hDevice(0x%lx) in ScanMngrScsiWrite()",
-               pointerValue(m_hDevice));
+               Dbg_Handle(m_hDevice));
     if (written == nullptr || (data == nullptr && length != 0)) return vkRNERROR_INVALID_PARAMETER;
     *written = 0;
     DWORD result = _ScanMngrIsDeviceValid();

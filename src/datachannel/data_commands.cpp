@@ -55,7 +55,7 @@ BOOL Dslr1394Object::_ScanMngrScsiOperation10(BYTE operation, WORD address, BYTE
     }
     Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
                "befor DeviceIoControl(m_hDevice(0x%lx)) in _ScanMngrScsiOperation10()",
-               static_cast<unsigned long>(reinterpret_cast<uintptr_t>(m_hDevice)));
+               Dbg_Handle(m_hDevice));
     return submit(m_hDevice, block, buffer, length, overlapped);
 }
 
@@ -83,7 +83,7 @@ BOOL Dslr1394Object::_ScanMngrScsiOperation12(BYTE operation, WORD address, BYTE
     }
     Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
                "_ScanMngrScsiOperation12: befor DeviceIoControl(m_hDevice<0x%lx>)",
-               static_cast<unsigned long>(reinterpret_cast<uintptr_t>(m_hDevice)));
+               Dbg_Handle(m_hDevice));
     return submit(m_hDevice, block, buffer, length, overlapped);
 }
 

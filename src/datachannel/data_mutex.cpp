@@ -34,7 +34,7 @@ DWORD Dslr1394Object::ScanMngrCreateMutex(const char* portName)
         Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK,
                    "ScanMngrCreateMutex: P-0x%lx m_hDeviceAccessMutex(0x%lx)",
                    static_cast<unsigned long>(os::GetCurrentProcessId()),
-                   static_cast<unsigned long>(reinterpret_cast<uintptr_t>(m_hDeviceAccessMutex)));
+                   Dbg_Handle(m_hDeviceAccessMutex));
         return vkRN_OK;
     }
     if (portName == nullptr) return vkRNERROR_INVALID_PARAMETER;
@@ -58,7 +58,7 @@ DWORD Dslr1394Object::ScanMngrCreateMutex(const char* portName)
         return vkRN_OK;
     }
     Dbg_Printf(DBG_TAG_SSCM, DBG_VALUE, "ScanMngrCreateMutex: m_hDeviceAccessMutex(0x%lx)",
-               static_cast<unsigned long>(reinterpret_cast<uintptr_t>(m_hDeviceAccessMutex)));
+               Dbg_Handle(m_hDeviceAccessMutex));
     return vkRN_OK;
 }
 

@@ -14,10 +14,6 @@ namespace {
 
 constexpr DWORD kPortMutexTimeout = 30000;
 
-unsigned long handleValue(HANDLE handle)
-{
-    return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(handle));
-}
 
 }  // namespace
 
@@ -53,7 +49,7 @@ DWORD Dslr1394Object::_ScanMngrOpenPort(const char* portName)
     std::memset(m_portName, 0, sizeof(m_portName));
     std::memcpy(m_portName, portName, std::strlen(portName));
     Dbg_Printf(DBG_TAG_SSCM, DBG_VALUE, "m_hDevice(0x%lx) INVALID_HADLE_VALUE(0x%lx)",
-               handleValue(m_hDevice), 0xFFFFFFFFul);
+               Dbg_Handle(m_hDevice), 0xFFFFFFFFul);
     Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL, "befor CreateFileA(%s) in _ScanMngrOpenPort()",
                m_portName);
     // A handle left open by an earlier open is closed, not lost: opening is
@@ -71,7 +67,7 @@ DWORD Dslr1394Object::_ScanMngrOpenPort(const char* portName)
     } else {
         Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
                    "_ScanMngrOpenPort: after CreateFileA(%s) m_hDevice(0x%lx)", m_portName,
-                   handleValue(m_hDevice));
+                   Dbg_Handle(m_hDevice));
     }
     Dbg_PrintErrorString(DBG_TAG_SSCM, error);
     return result;

@@ -117,11 +117,11 @@ DWORD Dslr1394Object::_TerminateThreadBlocking(HANDLE thread)
         WriteThreadFlag(m_bExitPollThreadFlg, 1);
     } else {
         Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "Unknown Handle(0x%lx) in _TerminateThreadBlocking()",
-                   static_cast<unsigned long>(reinterpret_cast<uintptr_t>(thread)));
+                   Dbg_Handle(thread));
         return vkRNERROR_TRANSFER_FAILED;
     }
     for (;;) {
-        const auto value = static_cast<unsigned long>(reinterpret_cast<uintptr_t>(thread));
+        const auto value = Dbg_Handle(thread);
         Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
                    "befor GetExitCodeThread(0x%lx) in _TerminateThreadBlocking()", value);
         DWORD code = 0;

@@ -13,7 +13,7 @@ void Dslr1394Object::reportNoDevice(const NoDeviceReportTexts& texts)
 {
     if (texts.beforeMap != nullptr) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL, texts.beforeMap,
-                   static_cast<unsigned long>(reinterpret_cast<uintptr_t>(m_hMapFile)));
+                   Dbg_Handle(m_hMapFile));
     }
     void* view = os::MapViewOfFile(m_hMapFile, FILE_MAP_WRITE, 0, 0, 0);
     const DWORD error = os::GetLastError();
@@ -24,7 +24,7 @@ void Dslr1394Object::reportNoDevice(const NoDeviceReportTexts& texts)
     }
     if (texts.beforeUnmap != nullptr) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL, texts.beforeUnmap,
-                   static_cast<unsigned long>(reinterpret_cast<uintptr_t>(view)));
+                   Dbg_Handle(view));
     }
     if (os::UnmapViewOfFile(view)) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, "%s", texts.unmapped);

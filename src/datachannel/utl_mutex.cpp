@@ -12,10 +12,6 @@ constexpr DWORD kWaitWithoutLimit = 60000;
 
 bool isUsable(HANDLE handle) { return handle != INVALID_HANDLE_VALUE && handle != nullptr; }
 
-unsigned long handleValue(HANDLE handle)
-{
-    return static_cast<unsigned long>(reinterpret_cast<uintptr_t>(handle));
-}
 
 }  // namespace
 
@@ -31,33 +27,33 @@ BOOL Utl_WaitForMutexObject(HANDLE handle, DWORD timeout)
                 Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
                            "WaitForSingleObject(MutexHandle=0x%lx) return WAIT_OBJECT_0 in "
                            "Utl_WaitForMutexObject()",
-                           handleValue(handle));
+                           Dbg_Handle(handle));
                 return 1;
             case WAIT_ABANDONED:
                 Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
                            "WaitForSingleObject(MutexHandle=0x%lx) return WAIT_ABANDONED in "
                            "Utl_WaitForMutexObject()",
-                           handleValue(handle));
+                           Dbg_Handle(handle));
                 return 1;
             case WAIT_TIMEOUT:
                 Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
                            "WaitForSingleObject(MutexHandle=0x%lx) return WAIT_TIMEOUT in "
                            "Utl_WaitForMutexObject()",
-                           handleValue(handle));
+                           Dbg_Handle(handle));
                 if (timeout == kWaitWithoutLimit) continue;
                 return 0;
             case WAIT_FAILED:
                 Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
                            "WaitForSingleObject(MutexHandle=0x%lx) return WAIT_FAILED in "
                            "Utl_WaitForMutexObject()",
-                           handleValue(handle));
+                           Dbg_Handle(handle));
                 Dbg_PrintErrorString(DBG_TAG_VKRN, error);
                 return 0;
             default:
                 Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
                            "WaitForSingleObject(MutexHandle=0x%lx) return Unknown_ErrorValue in "
                            "Utl_WaitForMutexObject()",
-                           handleValue(handle));
+                           Dbg_Handle(handle));
                 Dbg_PrintErrorString(DBG_TAG_VKRN, error);
                 return 0;
         }
@@ -72,6 +68,6 @@ void Utl_ReleaseMutexObject(HANDLE handle)
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "Failed to release mutex in Utl_ReleaseMutexObject()");
     } else {
         Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
-                   "Release MutexHandle(0x%lx) in Utl_ReleaseMutexObject()", handleValue(handle));
+                   "Release MutexHandle(0x%lx) in Utl_ReleaseMutexObject()", Dbg_Handle(handle));
     }
 }

@@ -11,7 +11,7 @@ void Utl_CloseHandle(HANDLE* handle)
     // A missing location has nothing to close.
     if (handle == nullptr) return;
     Dbg_Printf(DBG_TAG_VKRN, DBG_VALUE, "HandleRef(0x%lx) in Utl_CloseHandle()",
-               static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(*handle)));
+               Dbg_Handle(*handle));
     if (*handle == INVALID_HANDLE_VALUE || *handle == nullptr) return;
     if (os::CloseHandle(*handle)) {
         *handle = INVALID_HANDLE_VALUE;
