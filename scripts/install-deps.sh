@@ -6,7 +6,7 @@
 set -euo pipefail
 
 required=(cmake ninja-build g++ make libgtest-dev libgmock-dev googletest libbenchmark-dev clang-tidy)
-optional=(g++-multilib mingw-w64 wine wine64 clang)
+optional=(g++-multilib mingw-w64 wine wine64 clang qemu-user)
 
 missing() {
   local pkg
