@@ -15,14 +15,18 @@ banner() {
 start=$(date +%s)
 elapsed() { echo "Windows step took $(($(date +%s) - start)) s"; }
 
+# Each cross compiler is probed by building a program with it.
+probe=$(mktemp -d)
+echo 'int main() { return 0; }' > "$probe/probe.cpp"
 for compiler in i686-w64-mingw32-g++-posix x86_64-w64-mingw32-g++-posix; do
-  if ! command -v "$compiler" >/dev/null; then
-    banner "MINGW-W64 NOT AVAILABLE ($compiler missing)" \
+  if ! "$compiler" "$probe/probe.cpp" -o "$probe/probe.exe" >/dev/null 2>&1; then
+    banner "MINGW-W64 NOT AVAILABLE ($compiler cannot build a program)" \
            "Windows builds, export checks and Wine tests SKIPPED" \
            "install the Debian package mingw-w64 to run them"
     exit 0
   fi
 done
+rm -rf "$probe"
 
 # Ninja where there is one. A folder keeps the generator it was first
 # configured with, since CMake refuses to switch.
