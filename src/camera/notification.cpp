@@ -28,9 +28,11 @@ const RapiCallTexts kTerminateTexts = {
     "dslrSendRemoteAPICommand has error(0x%lx) in _NotifyControlTerminate()",
     "Returned RemoteAPI has Error(0x%lx) in _NotifyControlTerminate()"};
 
-void logThreadWait(DWORD waited, const char* thread)
+// The polling thread is awaited in slices, each logged; the notification
+// thread gets one slice, whose time-out has no text of its own.
+void logThreadWait(DWORD waited, const char* thread, bool inSlices)
 {
-    if (waited == WAIT_TIMEOUT) {
+    if (waited == WAIT_TIMEOUT && inSlices) {
         Dbg_Printf(DBG_TAG_DSCS, DBG_CHECK, "NotifyTerminate: WAIT_TIMEOUT(%s)", thread);
     } else if (waited == WAIT_OBJECT_0) {
         Dbg_Printf(DBG_TAG_DSCS, DBG_CHECK, "NotifyTerminate: WAIT_OBJECT_0(%s)", thread);
@@ -40,6 +42,15 @@ void logThreadWait(DWORD waited, const char* thread)
         Dbg_Printf(DBG_TAG_DSCS, DBG_CHECK, "NotifyTerminate: ReturnCode 0x%lx (%s)",
                    static_cast<unsigned long>(waited), thread);
     }
+}
+
+// A thread's handle is closed once its end has been seen. A thread that may
+// still run (its wait failed, or the notification thread is still on its
+// last turn, or it is the very thread asking) keeps its handle, so that the
+// next start or the object's teardown can await it before its record goes.
+void closeIfEnded(HANDLE& thread, DWORD waited)
+{
+    if (waited == WAIT_OBJECT_0) Utl_CloseHandle(&thread);
 }
 
 }  // namespace
@@ -91,7 +102,8 @@ uint32_t Dslr1394Object::baseNotifyStart()
 
 // The last user stops the threads: the port's flag goes down first, so that
 // a polling thread inside a sense read gives up at once, then the camera is
-// told, then the threads are asked to end and awaited.
+// told, then the polling thread is awaited and the notification thread given
+// one turn to follow it.
 DWORD Dslr1394Object::stopNotifyThreads()
 {
     if (m_scsiScanMngrPtr->WriteMapFile(0) != vkRN_OK)
@@ -105,21 +117,24 @@ DWORD Dslr1394Object::stopNotifyThreads()
     WriteThreadFlag(m_bExitPollThreadFlg, 1);
     Dbg_Printf(DBG_TAG_DSCS, DBG_CHECK, "m_bExitPollThreadFlg(%d)", 1);
     os::Sleep(0);
+    // With debug bit 30 there is no polling thread to wait for.
     DWORD waited = WAIT_OBJECT_0;
-    if (m_hInterruptThread != INVALID_HANDLE_VALUE) {
+    if (isValidHandle(m_hInterruptThread)) {
         do {
             waited = os::WaitForSingleObject(m_hInterruptThread, kStopSlice);
-            logThreadWait(waited, "m_hInterruptThread");
+            logThreadWait(waited, "m_hInterruptThread", true);
         } while (waited == WAIT_TIMEOUT);
+        closeIfEnded(m_hInterruptThread, waited);
     }
-    Utl_CloseHandle(&m_hInterruptThread);
-    if (m_hNotificationThread != INVALID_HANDLE_VALUE) {
+    if (isValidHandle(m_hNotificationThread)) {
         // Without a polling thread nobody else asks the notification
         // thread to end.
         WriteThreadFlag(m_bExitNotifyThreadFlg, 1);
-        logThreadWait(os::WaitForSingleObject(m_hNotificationThread, kStopSlice),
-                      "m_hNotificationThread");
+        const DWORD notified = os::WaitForSingleObject(m_hNotificationThread, kStopSlice);
+        logThreadWait(notified, "m_hNotificationThread", false);
+        closeIfEnded(m_hNotificationThread, notified);
     }
+    releaseEndedNotifyRecord();
     return waited;
 }
 
@@ -132,10 +147,6 @@ uint32_t Dslr1394Object::baseNotifyTerminate()
         Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "NotifyTerminate: Notify has not started");
     } else if (m_dwNotifyStartCounter == 1) {
         result = stopNotifyThreads();
-        // The notification thread may still be on its last turn: the record
-        // and the queue's lock it uses stay until it is known to be gone
-        // (ScanMngrTermInterruptPoll at the next start or with the object).
-        if (ScanMngrTermInterruptPoll() == vkRN_OK) Utl_CloseHandle(&m_hNotificationThread);
         os::Sleep(0);
     } else {
         Dbg_Printf(DBG_TAG_DSCS, DBG_CHECK, "NotifyTerminate: m_dwNotifyStartCounter is 0x%lx",

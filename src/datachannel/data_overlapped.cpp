@@ -18,7 +18,7 @@ BYTE statusNow(const BYTE* status) { return __atomic_load_n(status, __ATOMIC_REL
 
 DWORD Dslr1394Object::_ScanMngrIsDeviceValid()
 {
-    if (m_hDevice != INVALID_HANDLE_VALUE && m_hDevice != nullptr) return vkRN_OK;
+    if (isValidHandle(m_hDevice)) return vkRN_OK;
     Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "_ScanMngrIsDeviceValid: Invalid device handle");
     return vkRNERROR_DEVICE_NOT_AVAILABLE;
 }

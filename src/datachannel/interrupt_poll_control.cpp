@@ -9,14 +9,14 @@
 
 #include "VKRNQ402.h"
 
+#include <initializer_list>
+
 DWORD WINAPI InterruptPollingFunction(LPVOID parameter);
 DWORD WINAPI NotificationFunction(LPVOID parameter);
 
 namespace {
 
 constexpr DWORD kStopPollStep = 50;
-
-bool isThread(HANDLE handle) { return handle != INVALID_HANDLE_VALUE && handle != nullptr; }
 
 struct StartTexts {
     const char* before;
@@ -33,13 +33,22 @@ const StartTexts kPollTexts = {
     "ScanMngrInitInterruptPoll: CreateThread error for PollingThread",
     "ScanMngrInitInterruptPoll: Create PollingThread(0x%lx) Success"};
 
-// Starts one of the pair, running at once with the thread-info record; a
-// thread that cannot be made leaves its handle unset.
-bool startThread(HANDLE& handle, LPTHREAD_START_ROUTINE procedure, NotifyThreadInfo* info,
-                 const StartTexts& texts)
+bool stillRunning(HANDLE thread)
 {
+    DWORD code = 0;
+    return isValidHandle(thread) && os::GetExitCodeThread(thread, &code) && code == STILL_ACTIVE;
+}
+
+// Starts one of the pair, running at once with the thread-info record. A
+// thread that is still running from an earlier start is kept instead: a
+// second one would poll twice, or deliver twice, and its handle would be
+// lost. The handle of an ended thread is closed before it is replaced.
+bool startThread(HANDLE& handle, DWORD& threadId, LPTHREAD_START_ROUTINE procedure,
+                 NotifyThreadInfo* info, const StartTexts& texts)
+{
+    if (stillRunning(handle)) return true;
+    if (isValidHandle(handle)) os::CloseHandle(handle);
     Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL, "%s", texts.before);
-    DWORD threadId = 0;
     handle = os::CreateThread(nullptr, 0, procedure, info, 0, &threadId);
     if (handle == nullptr) {
         handle = INVALID_HANDLE_VALUE;
@@ -50,27 +59,69 @@ bool startThread(HANDLE& handle, LPTHREAD_START_ROUTINE procedure, NotifyThreadI
     return true;
 }
 
-bool stillRunning(HANDLE thread)
+// Reads the thread's exit code every 50 ms until it is no longer
+// STILL_ACTIVE. The handle stays open.
+DWORD awaitThreadEnd(HANDLE thread)
 {
-    DWORD code = 0;
-    return isThread(thread) && os::GetExitCodeThread(thread, &code) && code == STILL_ACTIVE;
+    for (;;) {
+        const auto value = Dbg_Handle(thread);
+        Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
+                   "befor GetExitCodeThread(0x%lx) in _TerminateThreadBlocking()", value);
+        DWORD code = 0;
+        const BOOL read = os::GetExitCodeThread(thread, &code);
+        const DWORD error = os::GetLastError();
+        Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
+                   "after GetExitCodeThread(0x%lx) in _TerminateThreadBlocking()", value);
+        if (!read) {
+            Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
+                       "GetExitCodeThread Error in _TerminateThreadBlocking()");
+            Dbg_PrintErrorString(DBG_TAG_SSCM, error);
+            return vkRNERROR_TRANSFER_FAILED;
+        }
+        if (code != STILL_ACTIVE) return vkRN_OK;
+        Dbg_Printf(DBG_TAG_SSCM, DBG_VALUE,
+                   "GetExitCodeThread has dwExitCode(0x%lx) in _TerminateThreadBlocking()",
+                   static_cast<unsigned long>(code));
+        os::Sleep(kStopPollStep);
+    }
 }
 
 }  // namespace
 
+bool Dslr1394Object::isNotificationThreadCalling() const
+{
+    return isValidHandle(m_hNotificationThread) && os::GetCurrentThreadId() == m_dwNotifyThreadId;
+}
+
+bool Dslr1394Object::exitRequested(HANDLE thread) const
+{
+    if (thread == m_hInterruptThread) return ReadThreadFlag(m_bExitPollThreadFlg) != 0;
+    return ReadThreadFlag(m_bExitNotifyThreadFlg) == 1;
+}
+
+// Threads of an earlier start that were asked to end but may not have yet
+// (a stop could wait only 50 ms for the notification thread) are awaited
+// before a new pair starts: an old polling thread would otherwise end the
+// new notification thread as it leaves. The notification thread itself, when
+// the application starts notification from its callback, is not awaited: it
+// simply carries on once its exit request is withdrawn.
+DWORD Dslr1394Object::awaitStoppingThreads()
+{
+    for (HANDLE thread : {m_hInterruptThread, m_hNotificationThread}) {
+        if (!stillRunning(thread) || !exitRequested(thread)) continue;
+        if (thread == m_hNotificationThread && isNotificationThreadCalling()) continue;
+        const DWORD result = _TerminateThreadBlocking(thread);
+        if (result != vkRN_OK) return result;
+    }
+    return vkRN_OK;
+}
+
 DWORD Dslr1394Object::ScanMngrInitInterruptPoll(NotifyEventHandler handler, uintptr_t param)
 {
     Dbg_Printf(DBG_TAG_SSCM, DBG_ENTRY, "ScanMngrInitInterruptPoll");
-    // A pair that is still running cannot be started again without losing
-    // track of the threads (and of the record they use).
-    if (stillRunning(m_hNotificationThread) || stillRunning(m_hInterruptThread)) {
-        Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "ScanMngrInitInterruptPoll: threads are still running");
-        return vkRNERROR_TRANSFER_FAILED;
-    }
-    // The handles of ended threads are closed here, not leaked.
-    Utl_CloseHandle(&m_hNotificationThread);
-    Utl_CloseHandle(&m_hInterruptThread);
-    // A record left by a stop that could not finish is reused, not lost.
+    if (awaitStoppingThreads() != vkRN_OK) return vkRNERROR_TRANSFER_FAILED;
+    // A record left by a stop that could not see both threads end is
+    // reused, not lost.
     if (m_pThreadInfo == nullptr) {
         m_pThreadInfo =
             static_cast<NotifyThreadInfo*>(MEM_AllocateAndInitMemory(sizeof(NotifyThreadInfo)));
@@ -86,12 +137,15 @@ DWORD Dslr1394Object::ScanMngrInitInterruptPoll(NotifyEventHandler handler, uint
     _ScanMngrCritSecInit();
 
     WriteThreadFlag(m_bExitNotifyThreadFlg, 0);
-    if (!startThread(m_hNotificationThread, NotificationFunction, m_pThreadInfo, kNotifyTexts))
+    if (!startThread(m_hNotificationThread, m_dwNotifyThreadId, NotificationFunction, m_pThreadInfo,
+                     kNotifyTexts))
         return vkRNERROR_TRANSFER_FAILED;
     if (Dbg_GetLogLevel() & DBGFLAG_NO_POLLING_THREAD) return vkRN_OK;
 
     WriteThreadFlag(m_bExitPollThreadFlg, 0);
-    if (!startThread(m_hInterruptThread, InterruptPollingFunction, m_pThreadInfo, kPollTexts))
+    DWORD pollThreadId = 0;
+    if (!startThread(m_hInterruptThread, pollThreadId, InterruptPollingFunction, m_pThreadInfo,
+                     kPollTexts))
         return vkRNERROR_TRANSFER_FAILED;
     return vkRN_OK;
 }
@@ -103,10 +157,6 @@ DWORD Dslr1394Object::_TerminateThreadBlocking(HANDLE thread)
                     "_TerminateThreadBlocking: befor UnmapViewOfFile(0x%lx)",
                     "_TerminateThreadBlocking: UnmapViewOfFile sccess",
                     "_TerminateThreadBlocking: UnmapViewOfFile has error"});
-    // A thread that was never started (its handle unset) has nothing to
-    // stop: with the polling thread switched off by the debug flag word, the
-    // stop must still reach the notification thread.
-    if (!isThread(thread)) return vkRN_OK;
     if (thread == m_hNotificationThread) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK,
                    "Handle is m_hNotificationThread in _TerminateThreadBlocking");
@@ -120,25 +170,19 @@ DWORD Dslr1394Object::_TerminateThreadBlocking(HANDLE thread)
                    Dbg_Handle(thread));
         return vkRNERROR_TRANSFER_FAILED;
     }
-    for (;;) {
-        const auto value = Dbg_Handle(thread);
-        Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
-                   "befor GetExitCodeThread(0x%lx) in _TerminateThreadBlocking()", value);
-        DWORD code = 0;
-        const BOOL read = os::GetExitCodeThread(thread, &code);
-        Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
-                   "after GetExitCodeThread(0x%lx) in _TerminateThreadBlocking()", value);
-        if (!read) {
+    // A member that holds no thread (never started, as the polling thread
+    // with debug bit 30) has nothing to wait for; asking for its exit code
+    // would fail, or on Windows ask about the process instead.
+    if (isValidHandle(thread)) {
+        // The callback runs on the notification thread: it cannot wait for
+        // its own end. The thread ends once the callback has returned.
+        if (thread == m_hNotificationThread && isNotificationThreadCalling()) {
             Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
-                       "GetExitCodeThread Error in _TerminateThreadBlocking()");
-            Dbg_PrintErrorString(DBG_TAG_SSCM, os::GetLastError());
+                       "Handle is the calling thread in _TerminateThreadBlocking()");
             return vkRNERROR_TRANSFER_FAILED;
         }
-        if (code != STILL_ACTIVE) break;
-        Dbg_Printf(DBG_TAG_SSCM, DBG_VALUE,
-                   "GetExitCodeThread has dwExitCode(0x%lx) in _TerminateThreadBlocking()",
-                   static_cast<unsigned long>(code));
-        os::Sleep(kStopPollStep);
+        const DWORD result = awaitThreadEnd(thread);
+        if (result != vkRN_OK) return result;
     }
     Dbg_Printf(DBG_TAG_SSCM, DBG_DETAIL, "_TerminateThreadBlocking Success");
     return vkRN_OK;
@@ -162,4 +206,29 @@ DWORD Dslr1394Object::ScanMngrTermInterruptPoll()
     // thread whose end could not be confirmed keeps it (and the record).
     if (result == vkRN_OK) _ScanMngrCritSecDest();
     return result;
+}
+
+// Once both threads are known to have ended (a stop closes a thread's handle
+// only then), nothing can reach the thread record or the queue's lock any
+// more and both go. This is housekeeping beyond the stop's own records, so it
+// writes none. Events still queued stay for the next start.
+void Dslr1394Object::releaseEndedNotifyRecord()
+{
+    if (isValidHandle(m_hInterruptThread) || isValidHandle(m_hNotificationThread)) return;
+    if (m_pThreadInfo != nullptr) {
+        MEM_FreeMemory(m_pThreadInfo);
+        m_pThreadInfo = nullptr;
+    }
+    if (m_bCritObjFlg == 1) {
+        os::DeleteCriticalSection(&m_csNotifyQueue);
+        m_bCritObjFlg = 0;
+    }
+}
+
+// Whether the event machinery still holds a thread, its record, the queue's
+// lock or a queued event: what the device object must not be freed under.
+bool Dslr1394Object::eventMachineryLeft() const
+{
+    return m_pThreadInfo != nullptr || m_bCritObjFlg == 1 || m_pNotifyQueueHead != nullptr ||
+           isValidHandle(m_hInterruptThread) || isValidHandle(m_hNotificationThread);
 }

@@ -18,7 +18,6 @@
 namespace {
 
 constexpr DWORD kIdlePause = 1000;
-constexpr DWORD kDeliveryWaitStep = 50;
 constexpr BYTE kEventsWaitingKey = 9;
 constexpr BYTE kEventsWaitingCode = 0x80;
 
@@ -53,21 +52,6 @@ void queueSenseFailure(Dslr1394Object* object)
     } else {
         Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "_PushNotificationMessage error");
         MEM_FreeMemory(message);  // the queue did not take it
-    }
-}
-
-// The notification thread ends at its next turn once polling has ended; the
-// failure event must reach the application first. Polling therefore waits
-// for the queue to empty (or for its own stop request) before it passes its
-// exit value on.
-void awaitDelivery(Dslr1394Object* object)
-{
-    for (;;) {
-        os::EnterCriticalSection(&object->m_csNotifyQueue);
-        const bool empty = object->m_pNotifyQueueHead == nullptr;
-        os::LeaveCriticalSection(&object->m_csNotifyQueue);
-        if (empty || ReadThreadFlag(object->m_bExitPollThreadFlg) == 1) return;
-        os::Sleep(kDeliveryWaitStep);
     }
 }
 
@@ -119,7 +103,6 @@ DWORD pollUntilStopped(Dslr1394Object* object, SenseMessage* sense, BOOL& exitVa
                        static_cast<unsigned long>(result));
             exitValue = 1;
             queueSenseFailure(object);
-            awaitDelivery(object);
             break;
         }
         Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, "InterruptPollingFuction: ********TimeCheck********");

@@ -64,6 +64,14 @@ DWORD Dslr1394Object::_PopNotificationMessage(BYTE** message)
     return size;
 }
 
+bool Dslr1394Object::_NotifyQueueIsEmpty()
+{
+    os::EnterCriticalSection(&m_csNotifyQueue);
+    const bool empty = m_pNotifyQueueHead == nullptr;
+    os::LeaveCriticalSection(&m_csNotifyQueue);
+    return empty;
+}
+
 // Events still queued when the object goes are nobody's any more: free them
 // with their nodes. Runs when no thread can touch the queue.
 void Dslr1394Object::_NotifyQueueDiscard()

@@ -3,6 +3,7 @@
 #include "datachannel/utl_mutex.h"
 
 #include "log/dbg_log.h"
+#include "object/Dslr1394Object.h"
 #include "platform/platform_api.h"
 
 namespace {
@@ -10,14 +11,11 @@ namespace {
 // The one time-out that means "as long as it takes".
 constexpr DWORD kWaitWithoutLimit = 60000;
 
-bool isUsable(HANDLE handle) { return handle != INVALID_HANDLE_VALUE && handle != nullptr; }
-
-
 }  // namespace
 
 BOOL Utl_WaitForMutexObject(HANDLE handle, DWORD timeout)
 {
-    if (!isUsable(handle)) return 0;
+    if (!isValidHandle(handle)) return 0;
     Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK, "befor WaitForSingleObject in Utl_WaitForMutexObject()");
     for (;;) {
         const DWORD waited = os::WaitForSingleObject(handle, timeout);
@@ -62,7 +60,7 @@ BOOL Utl_WaitForMutexObject(HANDLE handle, DWORD timeout)
 
 void Utl_ReleaseMutexObject(HANDLE handle)
 {
-    if (!isUsable(handle)) return;
+    if (!isValidHandle(handle)) return;
     Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK, "befor ReleaseMutex in Utl_ReleaseMutexObject()");
     if (!os::ReleaseMutex(handle)) {
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "Failed to release mutex in Utl_ReleaseMutexObject()");

@@ -187,6 +187,7 @@ public:
     void _NotifyQueueAppend(NotifyQueueNode* node);
     NotifyQueueNode* _NotifyQueueTake();
     void _NotifyQueueDiscard();
+    bool _NotifyQueueIsEmpty();
 
     // Data members, in the order of the original layout. They are public
     // because every layer below works on them directly.
@@ -215,6 +216,9 @@ public:
     BOOL m_bCritObjFlg;
     RapiExchangeRecord m_lastRapi;
     BOOL m_bDirSubtreeMode;
+    // The notification thread's ID: the application's callback runs on that
+    // thread, and a stop asked from there must not wait for itself.
+    DWORD m_dwNotifyThreadId;
 
 private:
     // Destruction goes through slot 0 (DeletingDestructor) only.
@@ -224,7 +228,18 @@ private:
                          DWORD startTick, OVERLAPPED* overlapped, const TransferTexts& texts);
     void reportNoDevice(const NoDeviceReportTexts& texts);
     DWORD stopNotifyThreads();
+    bool isNotificationThreadCalling() const;
+    bool exitRequested(HANDLE thread) const;
+    DWORD awaitStoppingThreads();
+    void releaseEndedNotifyRecord();
+    bool eventMachineryLeft() const;
 };
+
+// A handle that names an object: neither INVALID_HANDLE_VALUE nor 0.
+inline bool isValidHandle(HANDLE handle)
+{
+    return handle != INVALID_HANDLE_VALUE && handle != nullptr;
+}
 
 // Closes a handle unless it is INVALID_HANDLE_VALUE or 0; on success the
 // location becomes INVALID_HANDLE_VALUE, on failure it is left unchanged.

@@ -40,22 +40,26 @@ Dslr1394Object::Dslr1394Object()
       m_csNotifyQueue(),
       m_bCritObjFlg(0),
       m_lastRapi(),
-      m_bDirSubtreeMode(0)
+      m_bDirSubtreeMode(0),
+      m_dwNotifyThreadId(0)
 {
 }
 
 // An application may delete the object with notification still running:
 // the threads are stopped first, since they use the object, and whatever
-// they left queued is freed with it.
+// they left queued is freed with it. An object whose event machinery is
+// idle is torn down with the ordinary records only.
 Dslr1394Object::~Dslr1394Object()
 {
-    if (m_pThreadInfo != nullptr) ScanMngrTermInterruptPoll();
-    if (m_pThreadInfo == nullptr) {
-        // No thread can reach the queue or its lock any more.
-        _NotifyQueueDiscard();
-        _ScanMngrCritSecDest();
-        Utl_CloseHandle(&m_hInterruptThread);
-        Utl_CloseHandle(&m_hNotificationThread);
+    if (eventMachineryLeft()) {
+        if (m_pThreadInfo != nullptr) ScanMngrTermInterruptPoll();
+        if (m_pThreadInfo == nullptr) {
+            // No thread can reach the queue or its lock any more.
+            _NotifyQueueDiscard();
+            _ScanMngrCritSecDest();
+            Utl_CloseHandle(&m_hInterruptThread);
+            Utl_CloseHandle(&m_hNotificationThread);
+        }
     }
     Utl_CloseHandle(&m_hMapFile);
     Utl_CloseHandle(&m_hDevice);

@@ -12,7 +12,7 @@ void Utl_CloseHandle(HANDLE* handle)
     if (handle == nullptr) return;
     Dbg_Printf(DBG_TAG_VKRN, DBG_VALUE, "HandleRef(0x%lx) in Utl_CloseHandle()",
                Dbg_Handle(*handle));
-    if (*handle == INVALID_HANDLE_VALUE || *handle == nullptr) return;
+    if (!isValidHandle(*handle)) return;
     if (os::CloseHandle(*handle)) {
         *handle = INVALID_HANDLE_VALUE;
         return;

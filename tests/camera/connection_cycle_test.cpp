@@ -6,6 +6,7 @@
 #include "object/Dslr1394Object.h"
 
 #include "VKRNQ402.h"
+#include "log/dbg_log.h"
 #include "memory/tracked_memory.h"
 #include "rapi/command_table.h"
 #include "rapi/rapi_call.h"
@@ -21,6 +22,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <vector>
 
@@ -48,6 +50,31 @@ uint32_t DSLR_STDCALL onEvent(uint32_t id, void* params, uint32_t size, uintptr_
     return 0;
 }
 
+// A callback that stops notification from the notification thread, once.
+struct Stopper {
+    DslrObject* slots;
+    std::once_flag once;
+    std::promise<uint32_t> stopped;
+};
+
+uint32_t DSLR_STDCALL stopFromCallback(uint32_t, void*, uint32_t, uintptr_t context)
+{
+    auto* stopper = reinterpret_cast<Stopper*>(context);
+    std::call_once(stopper->once,
+                   [&] { stopper->stopped.set_value(stopper->slots->baseNotifyTerminate()); });
+    return 0;
+}
+
+bool endsWithin10s(HANDLE thread)
+{
+    DWORD code = STILL_ACTIVE;
+    for (int i = 0; i < 10000 && code == STILL_ACTIVE; ++i) {
+        if (!os::GetExitCodeThread(thread, &code)) return false;
+        os::Sleep(1);
+    }
+    return code != STILL_ACTIVE;
+}
+
 const RapiCallTexts kTexts = {"request", "reply", "send(0x%lx)", "reply(0x%lx)"};
 
 class ConnectionCycle : public ::testing::Test {
@@ -66,9 +93,14 @@ protected:
     }
     void TearDown() override
     {
+        if (m_slots != nullptr) deleteObject();
+    }
+    void deleteObject()
+    {
         m_slots->baseCloseCameraComm();
         m_slots->baseDslrClosePort();
         DSLR_DeleteObject(m_slots);
+        m_slots = nullptr;
     }
     DWORD call(DWORD request, const std::vector<BYTE>& params, DWORD recordSize)
     {
@@ -120,6 +152,55 @@ TEST_F(ConnectionCycle, NotificationIsCountedAndStoppedByTheLastUser)
     EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
     EXPECT_TRUE(log.contains("NotifyTerminate: Notify has not started"));
     EXPECT_EQ(m_object->m_dwNotifyStartCounter, 0u);
+}
+
+// Stopping notification is a natural reaction to an event, so the callback
+// may do it on the notification thread: the stop returns, the thread ends
+// once the callback has, and the next start or the teardown collects what it
+// left.
+TEST_F(ConnectionCycle, CallbackThatStopsNotificationReturns)
+{
+    FastClock clock(50);
+    const std::size_t handles = openHandleCount();
+    FaultPlan plan;
+    Stopper stopper{m_slots, {}, {}};
+    m_object->dsl1394SetNotificationCallBack(stopFromCallback,
+                                             reinterpret_cast<uintptr_t>(&stopper));
+    ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
+    m_camera->raiseEvent(8, {1, 0, 0, 0, 2, 0, 0, 0, 0});
+    std::future<uint32_t> stopped = stopper.stopped.get_future();
+    ASSERT_EQ(stopped.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(stopped.get(), vkRN_OK);
+    EXPECT_EQ(m_object->m_dwNotifyStartCounter, 0u);
+    EXPECT_EQ(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(endsWithin10s(m_object->m_hNotificationThread));
+
+    // The port's flag went down with the stop: a fresh open raises it.
+    ASSERT_EQ(m_slots->baseDslrClosePort(), vkRN_OK);
+    ASSERT_EQ(m_slots->baseDslrOpenPort(("sim:" + m_name).c_str()), vkRN_OK);
+    ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
+    EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
+    deleteObject();
+    EXPECT_EQ(plan.outstandingAllocations(), 0u);
+    EXPECT_LE(openHandleCount(), handles);
+}
+
+// With debug bit 29 the threads start at connection; the first notify start
+// then only counts and finds them running.
+TEST_F(ConnectionCycle, ThreadsStartedOnConnectServeTheFirstNotifyStart)
+{
+    FastClock clock(50);
+    ASSERT_EQ(m_slots->baseCloseCameraComm(), vkRN_OK);
+    LogCapture log(DBGFLAG_NOTIFY_ON_CONNECT);
+    ASSERT_EQ(m_slots->baseOpenCameraComm(0, onEvent, reinterpret_cast<uintptr_t>(&m_inbox)),
+              vkRN_OK);
+    const HANDLE polling = m_object->m_hInterruptThread;
+    ASSERT_NE(polling, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
+    EXPECT_EQ(m_object->m_hInterruptThread, polling) << "no second pair";
+    EXPECT_EQ(m_object->m_dwNotifyStartCounter, 1u);
+    EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
+    EXPECT_EQ(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE);
 }
 
 // The benchmark reports the size its reply announces; its reply does not
