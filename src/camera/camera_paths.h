@@ -20,7 +20,9 @@ void Utl_TrimDirSubtree(BYTE* list, DWORD* length);
 // Path lists: NUL-terminated strings ended by an empty one.
 DWORD _GetTotalPathLength(const char* list);
 // Expands a list of a base and names into full paths (1), or copies a list
-// of one string unchanged (0). `output` must hold Utl_MakePathLength bytes.
+// of one string unchanged (0); 0x02000003 when the walk's scratch space
+// cannot be had. `output` must hold Utl_MakePathLength bytes.
 DWORD Utl_MakePathList(const char* list, DWORD total, char* output, DWORD* outputLength);
-// The bytes the expansion of a list needs (never less than `total`).
+// The bytes the expansion of a list needs (never less than `total`), or 0
+// when the walk's scratch space cannot be had.
 DWORD Utl_ExpandedPathLength(const char* list, DWORD total);

@@ -9,7 +9,6 @@
 #include "object/Dslr1394Object.h"
 
 #include <cstring>
-#include <vector>
 
 namespace {
 
@@ -57,45 +56,38 @@ DWORD Dslr1394Object::Utl_GetDirPathLength(BYTE* list, DWORD* length)
 }
 
 // Reads no further than `*length` bytes: an entry the bound cuts ends the
-// list there.
+// list there. Every entry keeps or loses one byte, so the list is rebuilt in
+// place, front to back, and needs no scratch space that could run out.
 void Utl_TrimDirSubtree(BYTE* list, DWORD* length)
 {
     if (list == nullptr || length == nullptr || *length == 0) return;
     const DWORD extent = *length;
-    std::vector<BYTE> trimmed;
-    trimmed.reserve(extent);
-    DWORD at = 0;
+    DWORD at = 0;       // the entry being read
+    DWORD written = 0;  // where the trimmed list has got to
     while (at + 1 < extent && list[at + 1] != '\0') {
         const BYTE depth = list[at];
         const char* path = reinterpret_cast<const char*>(list + at + 1);
         const void* pathEnd = std::memchr(path, '\0', extent - at - 1);
         if (pathEnd == nullptr) break;
-        std::size_t pathLength = static_cast<std::size_t>(static_cast<const char*>(pathEnd) - path);
-        DWORD next = at + 1 + static_cast<DWORD>(pathLength) + 1;
-        const char* second = reinterpret_cast<const char*>(list + next);
-        std::size_t secondLength = 0;
+        const DWORD pathLength = static_cast<DWORD>(static_cast<const char*>(pathEnd) - path);
+        DWORD next = at + 1 + pathLength + 1;
+        DWORD secondLength = 0;  // with its NUL
         if (depth & kSecondString) {
             const void* secondEnd =
-                next < extent ? std::memchr(second, '\0', extent - next) : nullptr;
+                next < extent ? std::memchr(list + next, '\0', extent - next) : nullptr;
             if (secondEnd == nullptr) break;
-            secondLength = static_cast<std::size_t>(static_cast<const char*>(secondEnd) - second);
+            secondLength =
+                static_cast<DWORD>(static_cast<const BYTE*>(secondEnd) - (list + next)) + 1;
         }
-        trimmed.push_back(depth);
-        const std::size_t kept = path[pathLength - 1] == '\\' ? pathLength - 1 : pathLength;
-        trimmed.insert(trimmed.end(), path, path + kept);
-        trimmed.push_back('\0');
-        if (depth & kSecondString) {
-            trimmed.insert(trimmed.end(), second, second + secondLength + 1);
-            next += static_cast<DWORD>(secondLength) + 1;
-        }
-        at = next;
+        const DWORD kept = path[pathLength - 1] == '\\' ? pathLength - 1 : pathLength;
+        list[written] = depth;
+        std::memmove(list + written + 1, path, kept);
+        list[written + 1 + kept] = '\0';
+        std::memmove(list + written + 1 + kept + 1, list + next, secondLength);
+        written += 1 + kept + 1 + secondLength;
+        at = next + secondLength;
     }
-    trimmed.push_back(0);
-    trimmed.push_back('\0');
-    // Never longer than the original: every entry keeps or loses one byte.
-    const DWORD newLength =
-        static_cast<DWORD>(trimmed.size()) < extent ? static_cast<DWORD>(trimmed.size()) : extent;
-    std::memset(list, 0, extent);
-    std::memcpy(list, trimmed.data(), newLength);
+    const DWORD newLength = written + kEndEntry < extent ? written + kEndEntry : extent;
+    std::memset(list + written, 0, extent - written);
     *length = newLength;
 }

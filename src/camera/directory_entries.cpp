@@ -13,7 +13,6 @@ namespace {
 
 constexpr DWORD kRecordHead = 10;
 
-
 }  // namespace
 
 // Only records that lie wholly inside the buffer are read: one the buffer

@@ -68,13 +68,15 @@ DWORD WINAPI EventHandle(Dslr1394Object* object, BYTE* message, DWORD size)
     if (object == nullptr || message == nullptr || object->m_pfnNotifyCallback == nullptr) return 0;
     Dbg_Dump(DBG_TAG_DSCS, "EventHandle: EventBuffer swap befor", message, size);
     const DWORD id = size >= 8 ? wordAt(message, 4) : 0;
-    DWORD length = size >= kEventHead ? wordAt(message, 8) : 0;
-    if (length > size) length = size;
+    const DWORD lengthWord = size >= kEventHead ? wordAt(message, 8) : 0;
+    // The length word is the camera's: the parameters handed on never reach
+    // past the message that was queued, though the record shows the word.
+    const DWORD length = lengthWord > size ? size : lengthWord;
     const DWORD paramSize = length > kEventHead ? length - kEventHead : 0;
     BYTE* params = message + (size >= kEventHead ? kEventHead : size);
     if (paramSize > 0) _EventParamSwap(id, paramSize, params);
     Dbg_Printf(DBG_TAG_DSCS, DBG_EVENT, "EventHandle: ID(0x%lx) Length(0x%lx) param(0x%lx)",
-               static_cast<unsigned long>(id), static_cast<unsigned long>(length),
+               static_cast<unsigned long>(id), static_cast<unsigned long>(lengthWord),
                static_cast<unsigned long>(paramSize >= 4 ? wordAt(params, 0) : 0));
     object->m_pfnNotifyCallback(id, params, paramSize, object->m_notifyContext);
     Dbg_Dump(DBG_TAG_DSCS, "EventHandle: EventBuffer swap after", message, size);

@@ -48,16 +48,18 @@ struct Checked {
     DWORD announced = 0;
 };
 
-// The reply block must be exactly a header and the expected record: a larger
-// one says the camera sent more than asked for, and a smaller one (not a
-// reply block of ours) would have the record read past its end.
+// A reply block larger than a header and the expected record says the camera
+// sent more than was asked for. A smaller one is not refused, but it is never
+// read past: one that cannot hold a header counts as out of range, and a
+// record cut short is copied as far as it goes, the rest of the caller's
+// record zeroed.
 Checked check(void* record, const BYTE* reply, DWORD expectedID, DWORD refConst, DWORD recordSize,
               bool mapCameraError, const CheckTexts& texts)
 {
     Checked checked;
     const DWORD size = reply != nullptr ? MEM_GetMemorySize(reply) : 0;
     if (reply == nullptr || recordSize > 0xFFFFFFFFu - kRapiReplyHeader ||
-        size != recordSize + kRapiReplyHeader) {
+        size > recordSize + kRapiReplyHeader || size < kRapiReplyHeader) {
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "%s", texts.sizeOut);
         Dbg_Printf(DBG_TAG_VKRN, DBG_DETAIL, "dwMsgSize(0x%lx) dwParamSize(0x%lx) RAPI_HED(0x%lx)",
                    static_cast<unsigned long>(size), static_cast<unsigned long>(recordSize),
@@ -65,6 +67,7 @@ Checked check(void* record, const BYTE* reply, DWORD expectedID, DWORD refConst,
         checked.result = vkRNERROR_OUT_OF_MEMORY;
         return checked;
     }
+    const DWORD held = size - kRapiReplyHeader;
     RAPI_HED header;
     std::memcpy(&header, reply, sizeof(header));
     checked.command = header.dwMessageID;
@@ -85,8 +88,9 @@ Checked check(void* record, const BYTE* reply, DWORD expectedID, DWORD refConst,
                    static_cast<unsigned long>(refConst));
         checked.result = vkRNERROR_INVALID_PARAMETER;
     } else if (record != nullptr) {
-        std::memcpy(record, reply + kRapiReplyHeader, recordSize);
-        if (announcesData(header.dwMessageID) && recordSize >= 4)
+        std::memcpy(record, reply + kRapiReplyHeader, held);
+        std::memset(static_cast<BYTE*>(record) + held, 0, recordSize - held);
+        if (announcesData(header.dwMessageID) && held >= 4)
             std::memcpy(&checked.announced, reply + kRapiReplyHeader, 4);
     }
     return checked;

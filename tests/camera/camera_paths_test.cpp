@@ -2,6 +2,7 @@
 // the expansion of path lists, and directory listings.
 
 #include "camera/camera_paths.h"
+#include "support/fault_plan.h"
 
 #include "VKRNQ402.h"
 #include "log/dbg_log.h"
@@ -123,6 +124,17 @@ TEST_F(CameraPaths, PathListExpansion)
         EXPECT_LE(written, needed);
         EXPECT_EQ(output[needed], '#') << "nothing past the measured size";
     }
+    // The walk's scratch space is the library's own: its failure is a result.
+    const std::string list = "A:/B\0C\0\0"s;
+    std::vector<char> output(64, '#');
+    DWORD written = 7;
+    FaultPlan plan;
+    plan.fail(Op::Calloc, 1);
+    EXPECT_EQ(m_object->Utl_MakePathLength(list.data(), 8), 0u);
+    plan.fail(Op::Calloc, 2);
+    EXPECT_EQ(Utl_MakePathList(list.data(), 8, output.data(), &written), vkRNERROR_OUT_OF_MEMORY);
+    EXPECT_EQ(written, 0u);
+    EXPECT_EQ(plan.outstandingAllocations(), 0u);
 }
 
 TEST_F(CameraPaths, ListingWalk)

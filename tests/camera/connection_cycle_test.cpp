@@ -21,10 +21,13 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <algorithm>
 #include <functional>
 #include <future>
 #include <mutex>
 #include <vector>
+
+DWORD WINAPI EventHandle(Dslr1394Object* object, BYTE* message, DWORD size);
 
 namespace {
 
@@ -201,6 +204,51 @@ TEST_F(ConnectionCycle, ThreadsStartedOnConnectServeTheFirstNotifyStart)
     EXPECT_EQ(m_object->m_dwNotifyStartCounter, 1u);
     EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
     EXPECT_EQ(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE);
+}
+
+// A reply block larger than header and record is refused; a smaller one is
+// checked and never read past.
+TEST_F(ConnectionCycle, ReplyBlockSizes)
+{
+    constexpr DWORD kRecord = 8, kReply = 0x22100003, kRef = 0x1234;
+    struct Case {
+        DWORD blockSize;
+        DWORD result;
+        std::vector<BYTE> record;
+    } cases[] = {
+        {20 + kRecord + 1, vkRNERROR_OUT_OF_MEMORY, std::vector<BYTE>(kRecord, 0xEE)},
+        {20 + kRecord, vkRN_OK, {1, 2, 3, 4, 5, 6, 7, 8}},
+        {20 + kRecord - 3, vkRN_OK, {1, 2, 3, 4, 5, 0, 0, 0}},
+        {19, vkRNERROR_OUT_OF_MEMORY, std::vector<BYTE>(kRecord, 0xEE)},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.blockSize);
+        auto* reply = static_cast<BYTE*>(MEM_AllocateMemory(test.blockSize));
+        const RAPI_HED header = {2, kReply, test.blockSize, kRef, 0};
+        std::memcpy(reply, &header, std::min<DWORD>(sizeof(header), test.blockSize));
+        for (DWORD i = 20; i < test.blockSize; ++i) reply[i] = static_cast<BYTE>(i - 19);
+        std::vector<BYTE> record(kRecord, 0xEE);
+        EXPECT_EQ(_GetDataFromMessage(m_object, record.data(), reply, kReply, kRef, kRecord),
+                  test.result);
+        EXPECT_EQ(record, test.record);
+        MEM_FreeMemory(reply);
+    }
+}
+
+// The event record shows the camera's length word, even where the
+// parameters handed on stop at the message's end.
+TEST_F(ConnectionCycle, EventRecordShowsTheLengthWord)
+{
+    const DWORD words[4] = {0, 0x00040009, 0x1000, 0x55};
+    auto* message = static_cast<BYTE*>(MEM_AllocateMemory(sizeof(words)));
+    std::memcpy(message, words, sizeof(words));
+    LogCapture log(0x7F);
+    EventHandle(m_object, message, sizeof(words));
+    MEM_FreeMemory(message);
+    EXPECT_TRUE(log.contains("EventHandle: ID(0x40009) Length(0x1000) param(0x55)")) << log.text();
+    std::lock_guard<std::mutex> guard(m_inbox.lock);
+    ASSERT_EQ(m_inbox.events.size(), 1u);
+    EXPECT_EQ(m_inbox.events[0].params.size(), 4u);
 }
 
 // The benchmark reports the size its reply announces; its reply does not
