@@ -23,7 +23,6 @@ bool repeatsWithoutData(BYTE status)
            status == SRB_STATUS_BUS_RESET;
 }
 
-
 void logStatus(const TransferTexts& texts, BYTE status)
 {
     if (status == SRB_STATUS_BUS_RESET) Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "%s", texts.busReset);

@@ -11,7 +11,6 @@ namespace {
 SCSISCAN_CMD commandBlock(BYTE cdbLength, bool dataIn, DWORD length, BYTE* srbStatus)
 {
     SCSISCAN_CMD block = {};
-    block.Size = 44;
     block.SrbFlags = dataIn ? SRB_FLAGS_DATA_IN : SRB_FLAGS_DATA_OUT;
     block.CdbLength = cdbLength;
     block.TransferLength = length;
@@ -24,14 +23,6 @@ void putAddress(BYTE* cdb, WORD address)
 {
     cdb[4] = static_cast<BYTE>(address >> 8);
     cdb[5] = static_cast<BYTE>(address);
-}
-
-// The data buffer is always the output buffer of the call, for reads and
-// writes alike: the driver takes the direction from the block.
-BOOL submit(HANDLE device, SCSISCAN_CMD& block, BYTE* buffer, DWORD length, OVERLAPPED* overlapped)
-{
-    return os::DeviceIoControl(device, IOCTL_SCSISCAN_CMD, &block, sizeof(block), buffer, length,
-                               nullptr, overlapped);
 }
 
 }  // namespace
@@ -56,7 +47,7 @@ BOOL Dslr1394Object::_ScanMngrScsiOperation10(BYTE operation, WORD address, BYTE
     Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
                "befor DeviceIoControl(m_hDevice(0x%lx)) in _ScanMngrScsiOperation10()",
                Dbg_Handle(m_hDevice));
-    return submit(m_hDevice, block, buffer, length, overlapped);
+    return ScsiScanSubmit(m_hDevice, block, buffer, length, overlapped);
 }
 
 BOOL Dslr1394Object::_ScanMngrScsiOperation12(BYTE operation, WORD address, BYTE* buffer,
@@ -84,7 +75,7 @@ BOOL Dslr1394Object::_ScanMngrScsiOperation12(BYTE operation, WORD address, BYTE
     Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
                "_ScanMngrScsiOperation12: befor DeviceIoControl(m_hDevice<0x%lx>)",
                Dbg_Handle(m_hDevice));
-    return submit(m_hDevice, block, buffer, length, overlapped);
+    return ScsiScanSubmit(m_hDevice, block, buffer, length, overlapped);
 }
 
 namespace {

@@ -76,6 +76,8 @@ DWORD Dslr1394Object::_ScanMngrWaitForAndCheckOverlappedResult(BOOL ioctlResult,
     Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
                "_ScanMngrWaitForAndCheckOverlappedResult: befor OverlappedEvent");
     const DWORD waited = os::WaitForSingleObject(overlapped->hEvent, timeout);
+    // The wait's own error, before any log call can replace it.
+    const DWORD waitError = os::GetLastError();
     Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL,
                "_ScanMngrWaitForAndCheckOverlappedResult: after OverlappedEvent");
     Dbg_Printf(DBG_TAG_SSCM, DBG_VALUE,
@@ -104,7 +106,7 @@ DWORD Dslr1394Object::_ScanMngrWaitForAndCheckOverlappedResult(BOOL ioctlResult,
                     ? "_ScanMngrWaitForAndCheckOverlappedResult: WAIT_FAIL, dwWaitRetValue = 0x%lX"
                     : "_ScanMngrWaitForAndCheckOverlappedResult: FAIL, dwWaitRetValue = 0x%lX",
                 static_cast<unsigned long>(waited));
-            Dbg_PrintErrorString(DBG_TAG_SSCM, os::GetLastError());
+            Dbg_PrintErrorString(DBG_TAG_SSCM, waitError);
         }
         // The command outlived its wait: it is taken back, and its end
         // awaited, before the caller's status byte, count and record go.
@@ -120,10 +122,9 @@ DWORD Dslr1394Object::_ScanMngrWaitForAndCheckOverlappedResult(BOOL ioctlResult,
 void Dslr1394Object::_ScanMngrCritSecInit()
 {
     // Initialising a section that is already initialised would corrupt it;
-    // a second set-up keeps the one there is.
-    if (m_bCritObjFlg == 1) return;
+    // a second set-up keeps the one there is (and writes the same records).
     Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, "_ScanMngrCritSecInit: befor InitializeCriticalSection");
-    os::InitializeCriticalSection(&m_csNotifyQueue);
+    if (m_bCritObjFlg != 1) os::InitializeCriticalSection(&m_csNotifyQueue);
     Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, "_ScanMngrCritSecInit: after InitializeCriticalSection");
     m_bCritObjFlg = 1;
 }

@@ -14,7 +14,6 @@ namespace {
 
 constexpr DWORD kPortMutexTimeout = 30000;
 
-
 }  // namespace
 
 DWORD Dslr1394Object::ScanMngrOpenPort(const char* portName)
@@ -52,9 +51,10 @@ DWORD Dslr1394Object::_ScanMngrOpenPort(const char* portName)
                Dbg_Handle(m_hDevice), 0xFFFFFFFFul);
     Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL, "befor CreateFileA(%s) in _ScanMngrOpenPort()",
                m_portName);
-    // A handle left open by an earlier open is closed, not lost: opening is
-    // not counted, and the new handle replaces it.
-    Utl_CloseHandle(&m_hDevice);
+    // Opening is not counted and the new handle replaces the old one. A
+    // handle left open by an earlier open is closed rather than lost, quietly,
+    // since the replacement is the ordinary course of a second open.
+    if (isValidHandle(m_hDevice)) os::CloseHandle(m_hDevice);
     os::SetLastError(0);
     m_hDevice = os::CreateFileA(m_portName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                 FILE_FLAG_OVERLAPPED, nullptr);

@@ -12,8 +12,7 @@
 void Dslr1394Object::reportNoDevice(const NoDeviceReportTexts& texts)
 {
     if (texts.beforeMap != nullptr) {
-        Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL, texts.beforeMap,
-                   Dbg_Handle(m_hMapFile));
+        Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL, texts.beforeMap, Dbg_Handle(m_hMapFile));
     }
     void* view = os::MapViewOfFile(m_hMapFile, FILE_MAP_WRITE, 0, 0, 0);
     const DWORD error = os::GetLastError();
@@ -23,8 +22,7 @@ void Dslr1394Object::reportNoDevice(const NoDeviceReportTexts& texts)
         return;
     }
     if (texts.beforeUnmap != nullptr) {
-        Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL, texts.beforeUnmap,
-                   Dbg_Handle(view));
+        Dbg_Printf(DBG_TAG_SSCM, DBG_SYSCALL, texts.beforeUnmap, Dbg_Handle(view));
     }
     if (os::UnmapViewOfFile(view)) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_CHECK, "%s", texts.unmapped);

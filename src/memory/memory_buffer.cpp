@@ -25,6 +25,12 @@ DWORD MemoryBuffer::CreateBuffer(DWORD size)
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "CreateBuffer: Parameter is NULL");
         return vkRNERROR_INVALID_PARAMETER;
     }
+    // A buffer already held is freed first rather than lost; one that cannot
+    // be freed (it fails its check) stays, and the object keeps it.
+    if (m_bufferPtr != nullptr) {
+        const DWORD freed = FreeBufferMemory();
+        if (freed != vkRN_OK) return freed;
+    }
     m_bufferSize = size;
     DWORD result = AllocateAndInitMemory();
     if (result == vkRN_OK) {
@@ -53,16 +59,16 @@ DWORD MemoryBuffer::AllocateAndInitMemory()
 DWORD MemoryBuffer::MemoryValid()
 {
     FunctionTrace trace(DBG_TAG_VKRN, "MemoryValid()");
-    const MEMOBJ_HEADER* header = MEM_HeaderOf(m_bufferPtr);
+    // An empty object has no header to read: its pointer agrees with none.
+    const MEMOBJ_HEADER* header = m_bufferPtr != nullptr ? MEM_HeaderOf(m_bufferPtr) : nullptr;
     DWORD result = vkRN_OK;
-    if (header->vMemDataPtr != m_bufferPtr) {
+    if (header == nullptr || header->vMemDataPtr != m_bufferPtr) {
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
                    "MemoryValid: m_bufferPtr and MEMOBJ_HEADER.vMemDataPtr are not in agreement");
-        Dbg_Printf(
-            DBG_TAG_VKRN, DBG_VALUE,
-            "MemoryValid: m_bufferPtr(0x%08lx), MEMOBJ_HEADER.vMemDataPtr(0x%08lx)",
-            static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(m_bufferPtr)),
-            static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(header->vMemDataPtr)));
+        Dbg_Printf(DBG_TAG_VKRN, DBG_VALUE,
+                   "MemoryValid: m_bufferPtr(0x%08lx), MEMOBJ_HEADER.vMemDataPtr(0x%08lx)",
+                   Dbg_Handle(m_bufferPtr),
+                   Dbg_Handle(header != nullptr ? header->vMemDataPtr : nullptr));
         result = vkRNERROR_INVALID_PARAMETER;
     } else {
         Dbg_Printf(

@@ -29,7 +29,7 @@ BYTE SenseMessage::CheckSenseMessage(BYTE senseKey, BYTE additionalSenseCode)
     BYTE qualifier = 0;
     BYTE* buffer = GetBufferPointer();
     // A buffer shorter than the fixed sense data cannot be read as one.
-    if (buffer == nullptr || GetBufferSize() < kSenseDataSize) {
+    if (buffer == nullptr || m_bufferSize < kSenseDataSize) {
         Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK, "CheckSenseMessage: GetBufferPointer went wrong");
     } else if ((buffer[kSenseKeyByte] & 0x0F) == senseKey &&
                buffer[kAscByte] == additionalSenseCode) {

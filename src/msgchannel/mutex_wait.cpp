@@ -23,28 +23,31 @@ DWORD ScsiScanManager::WaitForMutexObject(DWORD timeout)
         DWORD error = os::GetLastError();
         switch (wait) {
             case WAIT_OBJECT_0:
-                Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
-                           "WaitForMutexObject: WaitForSingleObject return WAIT_OBJECT_0");
+                Dbg_Printf(
+                    DBG_TAG_VKRN, DBG_CHECK,
+                    SSCM_TEXT("WaitForMutexObject: WaitForSingleObject return WAIT_OBJECT_0"));
                 return vkRN_OK;
             case WAIT_ABANDONED:
                 // The previous owner died holding it; this thread owns it now.
-                Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
-                           "WaitForMutexObject: WaitForSingleObject return WAIT_ABANDONED");
+                Dbg_Printf(
+                    DBG_TAG_VKRN, DBG_CHECK,
+                    SSCM_TEXT("WaitForMutexObject: WaitForSingleObject return WAIT_ABANDONED"));
                 return vkRN_OK;
             case WAIT_TIMEOUT:
-                Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
-                           "WaitForMutexObject: WaitForSingleObject return WAIT_TIMEOUT");
+                Dbg_Printf(
+                    DBG_TAG_VKRN, DBG_CHECK,
+                    SSCM_TEXT("WaitForMutexObject: WaitForSingleObject return WAIT_TIMEOUT"));
                 if (timeout == kWaitWithoutEnd) continue;
                 return vkRNERROR_TRANSFER_FAILED;
             case WAIT_FAILED:
-                Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
-                           "WaitForMutexObject: WaitForSingleObject return WAIT_FAILED");
+                Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
+                           SSCM_TEXT("WaitForMutexObject: WaitForSingleObject return WAIT_FAILED"));
                 Dbg_PrintErrorString(DBG_TAG_VKRN, error);
                 return vkRNERROR_TRANSFER_FAILED;
             default:
-                Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
-                           "WaitForMutexObject: WaitForSingleObject return "
-                           "Unknown_ErrorValue(0x%lx)",
+                Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
+                           SSCM_TEXT("WaitForMutexObject: WaitForSingleObject return "
+                                     "Unknown_ErrorValue(0x%lx)"),
                            static_cast<unsigned long>(wait));
                 Dbg_PrintErrorString(DBG_TAG_VKRN, error);
                 return vkRNERROR_TRANSFER_FAILED;

@@ -25,27 +25,30 @@ DWORD ScsiScanManager::WaitForOverlappedObject(DWORD timeout)
         DWORD error = os::GetLastError();
         switch (wait) {
             case WAIT_OBJECT_0:
-                Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
-                           "WaitForOverlappedObject: WaitForSingleObject return WAIT_OBJECT_0");
+                Dbg_Printf(
+                    DBG_TAG_VKRN, DBG_CHECK,
+                    SSCM_TEXT("WaitForOverlappedObject: WaitForSingleObject return WAIT_OBJECT_0"));
                 return vkRN_OK;
             case WAIT_TIMEOUT:
-                Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
-                           "WaitForOverlappedObject: WaitForSingleObject return WAIT_TIMEOUT");
+                Dbg_Printf(
+                    DBG_TAG_VKRN, DBG_CHECK,
+                    SSCM_TEXT("WaitForOverlappedObject: WaitForSingleObject return WAIT_TIMEOUT"));
                 elapsed += kStep;
                 // Windows Me does not fail the command of a vanished device.
                 if (isWindowsMe() && ReadMapFile() == 0) return vkRNERROR_DEVICE_NOT_AVAILABLE;
                 if (elapsed >= limit) return vkRNERROR_TRANSFER_FAILED;
                 break;
             case WAIT_FAILED:
-                Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
-                           "WaitForOverlappedObject: WaitForSingleObject return WAIT_FAILED");
+                Dbg_Printf(
+                    DBG_TAG_VKRN, DBG_CHECK,
+                    SSCM_TEXT("WaitForOverlappedObject: WaitForSingleObject return WAIT_FAILED"));
                 Dbg_PrintErrorString(DBG_TAG_VKRN, error);
                 return vkRNERROR_TRANSFER_FAILED;
             default:
-                Dbg_Printf(
-                    DBG_TAG_VKRN, DBG_ERROR,
-                    "WaitForOverlappedObject: WaitForSingleObject return Unknown_ErrorValue(0x%lx)",
-                    static_cast<unsigned long>(wait));
+                Dbg_Printf(DBG_TAG_VKRN, DBG_CHECK,
+                           SSCM_TEXT("WaitForOverlappedObject: WaitForSingleObject return "
+                                     "Unknown_ErrorValue(0x%lx)"),
+                           static_cast<unsigned long>(wait));
                 Dbg_PrintErrorString(DBG_TAG_VKRN, error);
                 return vkRNERROR_TRANSFER_FAILED;
         }

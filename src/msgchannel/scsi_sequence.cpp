@@ -52,8 +52,7 @@ DWORD ScsiScanManager::runCommand(DWORD operation, BYTE* position, DWORD remaini
     }
     OVERLAPPED overlapped = {};
     overlapped.hEvent = m_hOverlappedEvent;
-    if (!os::DeviceIoControl(m_hDevice, IOCTL_SCSISCAN_CMD, &block, sizeof(block), position, length,
-                             nullptr, &overlapped) &&
+    if (!ScsiScanSubmit(m_hDevice, block, position, length, &overlapped) &&
         (result = CheckDeviceIoControlResult()) != vkRN_OK) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR,
                    SSCM_TEXT("ScsiScanSequence: CheckDeviceIoControlResult went wrong"));

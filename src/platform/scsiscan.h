@@ -3,6 +3,7 @@
 // providers read the same block the library fills.
 #pragma once
 
+#include "platform/platform_api.h"
 #include "platform/win32_types.h"
 
 constexpr DWORD IOCTL_SCSISCAN_CMD = 0x190012;
@@ -40,3 +41,16 @@ struct SCSISCAN_CMD {
     BYTE* pSrbStatus;
     BYTE* pSenseBuffer;
 };
+
+// Hands one command block to the driver. Both channels go through here, so
+// the block's Size and the input length given with it are always the same
+// real size: 44 bytes on 32-bit systems, more where pointers are wider. The
+// data buffer is the output buffer for reads and writes alike: the driver
+// takes the direction from the block.
+inline BOOL ScsiScanSubmit(HANDLE device, SCSISCAN_CMD& block, void* data, DWORD length,
+                           OVERLAPPED* overlapped)
+{
+    block.Size = sizeof(SCSISCAN_CMD);
+    return os::DeviceIoControl(device, IOCTL_SCSISCAN_CMD, &block, sizeof(block), data, length,
+                               nullptr, overlapped);
+}

@@ -4,6 +4,7 @@
 #include "memory/sense_message.h"
 
 #include "VKRNQ402.h"
+#include "support/fault_plan.h"
 #include "support/log_capture.h"
 
 #include <gtest/gtest.h>
@@ -97,6 +98,22 @@ TEST(MemoryBuffer, FreesOnceAndRefusesADamagedHeader)
     EXPECT_EQ(message->GetBufferSize(), 0u);
     EXPECT_EQ(message->FreeBufferMemory(), vkRN_OK);
     EXPECT_TRUE(log.contains(":<CHECK>: FreeBuffer: m_bufferPtr is NULL."));
+}
+
+// An empty object has no header to check, and a second buffer replaces the
+// first without losing it.
+TEST(MemoryBuffer, EmptyObjectIsInvalidAndASecondBufferReplacesTheFirst)
+{
+    FaultPlan plan;
+    {
+        Owned<MessageBuffer> message(new MessageBuffer);
+        EXPECT_EQ(message->MemoryValid(), vkRNERROR_INVALID_PARAMETER);
+        ASSERT_EQ(message->CreateBuffer(16), vkRN_OK);
+        ASSERT_EQ(message->CreateBuffer(32), vkRN_OK);
+        EXPECT_EQ(message->GetBufferSize(), 32u);
+        EXPECT_EQ(message->MemoryValid(), vkRN_OK);
+    }
+    EXPECT_EQ(plan.outstandingAllocations(), 0u);
 }
 
 TEST(SenseMessage, QualifierOnlyWhenKeyAndCodeMatch)
