@@ -88,9 +88,11 @@ DWORD awaitThreadEnd(HANDLE thread)
 
 }  // namespace
 
+// A thread ID can be given again once its thread has ended, so the thread
+// must also still be running to be the caller.
 bool Dslr1394Object::isNotificationThreadCalling() const
 {
-    return isValidHandle(m_hNotificationThread) && os::GetCurrentThreadId() == m_dwNotifyThreadId;
+    return os::GetCurrentThreadId() == m_dwNotifyThreadId && stillRunning(m_hNotificationThread);
 }
 
 bool Dslr1394Object::exitRequested(HANDLE thread) const

@@ -149,7 +149,11 @@ TEST_F(ConnectionCycle, NotificationIsCountedAndStoppedByTheLastUser)
     EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
     EXPECT_EQ(m_object->m_dwNotifyStartCounter, 1u);
     EXPECT_NE(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE) << "still running";
-    EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
+    {
+        LogCapture stop(0x7F);
+        EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
+        EXPECT_FALSE(stop.contains("_TerminateThreadBlocking")) << "the stop's own records only";
+    }
     EXPECT_EQ(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE);
     LogCapture log(0x1);
     EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
