@@ -3,7 +3,6 @@
 #include "VKRNQ402.h"
 #include "msgchannel/ScsiScanManager.h"
 #include "object/Dslr1394Object.h"
-#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -71,18 +70,5 @@ TEST(DeviceObject, ReservedSlotsAreNotSupported)
 }
 
 TEST(DeviceObject, DeleteOfNullDoesNothing) { DSLR_DeleteObject(nullptr); }
-
-TEST(DeviceObject, TeardownOfAnUnopenedObjectClosesNothing)
-{
-    LogCapture log(0x1 | 0x4);
-    DSLR_DeleteObject(DSLR_GetObject());
-    EXPECT_FALSE(log.contains("Failed to CloseHandle"));
-    EXPECT_TRUE(log.contains(":<CHECK>: Initialize: It succeeded in allocation."));
-    std::string text = log.text();
-    std::string before = ":<CHECK>: Initialize: Before delete m_scsiScanMngrPtr.";
-    std::size_t first = text.find(before);
-    ASSERT_NE(first, std::string::npos);
-    EXPECT_NE(text.find(before, first + 1), std::string::npos);  // before and after the delete
-}
 
 }  // namespace
