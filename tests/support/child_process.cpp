@@ -127,6 +127,14 @@ Dslrsim::Dslrsim(const std::string& address, const std::vector<std::string>& opt
       }())
 {
     m_ready = started() && readLine(10000).find("listening") != std::string::npos;
+    if (address.rfind("unix:", 0) == 0) m_socketFile = address.substr(5);
+}
+
+Dslrsim::~Dslrsim()
+{
+    signal(SIGTERM);
+    wait();
+    if (!m_socketFile.empty()) ::unlink(m_socketFile.c_str());
 }
 
 int freeLoopbackPort()

@@ -41,10 +41,14 @@ private:
 class Dslrsim : public ChildProcess {
 public:
     explicit Dslrsim(const std::string& address, const std::vector<std::string>& options = {});
+    // Stops it as a user would, so that it removes its socket file; the file
+    // of one that a test killed is removed here.
+    ~Dslrsim();
     bool ready() const { return m_ready; }
 
 private:
     bool m_ready = false;
+    std::string m_socketFile;
 };
 
 // A TCP port on the loopback interface that was free a moment ago.

@@ -78,12 +78,10 @@ TEST(Dslrsim, AddressInUseIsRefusedAndAStaleSocketIsReplaced)
     }
     // A server killed outright leaves its socket file; the next one takes over.
     const std::string path = socketPath();
-    {
-        Dslrsim killed("unix:" + path);
-        ASSERT_TRUE(killed.ready());
-        killed.signal(SIGKILL);
-        killed.wait();
-    }
+    Dslrsim killed("unix:" + path);
+    ASSERT_TRUE(killed.ready());
+    killed.signal(SIGKILL);
+    killed.wait();
     ASSERT_TRUE(exists(path));
     Dslrsim next("unix:" + path);
     EXPECT_TRUE(next.ready());
