@@ -178,6 +178,22 @@ public:
     BOOL Utl_APPPathChange(char* path);
     BOOL Utl_APPDriveChange(const char* source, char* destination);
 
+    // --- record generations, value checks and conversions (rapi/) ----------
+    DWORD Utl_DevParamCheckVal(DWORD dwSize, const void* record, BOOL checkValues);
+    DWORD Utl_GammaLutCheckVal(DWORD dwSize, const void* record, BOOL unused);
+    DWORD Utl_WbSettingCheckVal(DWORD dwSize, const void* record, BOOL unused);
+    DWORD Utl_JpgQualityCheckVal(DWORD dwSize, const void* record, BOOL checkValues);
+    DWORD Utl_ColorMatrixCheckVal(DWORD dwSize, const void* record, BOOL checkValues);
+    DWORD Utl_WbShiftCheckVal(DWORD dwSize, const void* record, BOOL unused);
+    DWORD Utl_PFnCheck(DWORD dwSize, const void* record, BOOL checkValues);
+    DWORD Utl_CameraPropertyByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_DevParamByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_GammaLutByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_WbSettingByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_JpgQualityByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_ColorMatrixByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_WbShiftByteSwap(DWORD dwSize, void* record);
+
     // --- event polling and notification threads --------------------------
     DWORD ScanMngrInitInterruptPoll(NotifyEventHandler handler, uintptr_t param);
     DWORD ScanMngrTermInterruptPoll();
