@@ -6,6 +6,7 @@
 #include "VKRNQ402.h"
 #include "log/dbg_log.h"
 #include "sim/settings.h"
+#include "support/fault_plan.h"
 #include "support/log_capture.h"
 #include "support/sim_object.h"
 
@@ -381,6 +382,95 @@ TEST(CannedCamera, UserColorMatrixStoreAndVolumes)
     EXPECT_EQ(volumes[0], 1);
     EXPECT_EQ(entry.dwFreeSpace1, 0x40000000u);
     EXPECT_STREQ(reinterpret_cast<const char*>(volumes + 16), "A:");
+}
+
+}  // namespace
+
+namespace {
+
+// Every allocation of every operation fails once in turn: the operation
+// returns 0x02000003, says so in its own words, leaves no block behind and
+// leaves the caller's record as it was. Two exceptions: the model description
+// holds the model ID whatever happens, and a failure inside the drive
+// strings' data read is a failed read (0x02000002).
+TEST_F(Settings, EveryAllocationFailure)
+{
+    struct Case {
+        const char* name;  // appears in an error line of the operation
+        std::function<DWORD(void*)> run;
+        bool dataPhase = false;
+    };
+    DslrObject* o = m_slots;
+    Dslr1394Object* self = m_object;
+    auto read = [o](uint32_t tag) {
+        return [o, tag](void* r) { return o->baseReadSetting(tag, r); };
+    };
+    const dsFILE_NAME_PREFIX prefix = {"ABCD", "EFGH", "IJKL"};
+    const Case cases[] = {
+        {"_rapiGetOwnerName", read(OWNER_NAME)},
+        {"_rapiGetCameraTime", read(CAMERA_TIME)},
+        {"_rapiGetCameraProperty:", read(READ_FIRM_VERSION)},
+        {"_rapiGetCurrentBatt", read(READ_BATT_STATUS)},
+        {"_rapiGetCameraBodyID", read(READ_BODY_ID)},
+        {"_rapiGetCameraFunctionInfo", read(READ_CAMERA_FUNCTION_INFO)},
+        {"_rapiGetDirNameSuffix", read(DIRECTORY_SUFFIX)},
+        {"_rapiGetFileNamePrefix", read(NAME_PREFIX_EX)},
+        {"_rapiGetCameraProperty", [o](void* r) { return o->baseGetModelDescrip(r); }},
+        {"_rapiGetLogicalDriveStrings",
+         [self](void* r) { return self->_rapiGetLogicalDriveStrings(static_cast<char*>(r)); },
+         true},
+        {"_rapiGetDriveFreeSpace",
+         [self](void* r) { return self->_rapiGetDriveFreeSpace("ATA01", r); }},
+        {"_rapiSetOwnerName", [o](void*) { return o->baseWriteSetting(OWNER_NAME, "Ann"); }},
+        {"_rapiSetCameraTime",
+         [o](void*) {
+             DWORD clock = 1700000000;
+             return o->baseWriteSetting(CAMERA_TIME, &clock);
+         }},
+        {"_rapiSetDirectoryNameSuffix",
+         [o](void*) { return o->baseWriteSetting(DIRECTORY_SUFFIX, "ABCDE"); }},
+        {"_rapiSetFileNamePrefix",
+         [o, &prefix](void*) { return o->baseWriteSetting(NAME_PREFIX_EX, &prefix); }},
+        {"_rapiResetFileNamePrefix",
+         [o](void*) { return o->baseWriteSetting(RESET_NAME_PREFIX, nullptr); }},
+        {"_rapiResetDirectoryNameSuffix",
+         [o](void*) { return o->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr); }},
+    };
+    const std::vector<BYTE> untouched(1100, 0xA5);
+    for (const Case& test : cases) {
+        unsigned allocations = 0;
+        {
+            std::vector<BYTE> record = untouched;
+            FaultPlan counting;
+            ASSERT_EQ(test.run(record.data()), vkRN_OK) << test.name;
+            allocations = counting.calls(Op::Malloc) + counting.calls(Op::Calloc);
+        }
+        ASSERT_GT(allocations, 0u) << test.name;
+        for (Op op : {Op::Malloc, Op::Calloc}) {
+            for (unsigned nth = 1; nth <= allocations; ++nth) {
+                SCOPED_TRACE(std::string(test.name) + " " + OpName(op) + " #" +
+                             std::to_string(nth));
+                std::vector<BYTE> record = untouched;
+                LogCapture log(0x1);
+                FaultPlan plan;
+                plan.fail(op, nth);
+                const DWORD result = test.run(record.data());
+                if (plan.calls(op) < nth) continue;
+                const bool readFailed = test.dataPhase && result == vkRNERROR_TRANSFER_FAILED &&
+                                        log.contains("base1394ReadData has error(0x2000002)");
+                EXPECT_TRUE(result == vkRNERROR_OUT_OF_MEMORY || readFailed) << result;
+                EXPECT_EQ(plan.outstandingAllocations(), 0u);
+                if (std::strcmp(test.name, "_rapiGetCameraProperty") == 0)
+                    std::memcpy(record.data(), untouched.data(), 4);  // the model ID
+                EXPECT_EQ(record, untouched);
+                bool ownText = false;
+                for (const std::string& line : log.records())
+                    ownText = ownText || (line.find("<ERROR>") != std::string::npos &&
+                                          line.find(test.name) != std::string::npos);
+                EXPECT_TRUE(ownText);
+            }
+        }
+    }
 }
 
 }  // namespace
