@@ -17,10 +17,8 @@
 namespace {
 
 constexpr DWORD kTimeRecord = 12;
-constexpr DWORD kOwnerName = 32;
-constexpr DWORD kSuffixRecord = 6;
 constexpr DWORD kSuffixLength = 5;
-constexpr DWORD kPrefixField = 5;
+constexpr std::size_t kPrefixField = 5;
 constexpr DWORD kPrefixLength = 4;
 constexpr DWORD kDriveStringsRecord = 16;
 constexpr DWORD kDriveStringsArea = 32;
@@ -55,7 +53,7 @@ struct PrefixFields {
 PrefixFields prefixFields(const void* record)
 {
     PrefixFields fields = {};
-    for (DWORD i = 0; i < 3; ++i)
+    for (std::size_t i = 0; i < 3; ++i)
         std::memcpy(fields.field[i], static_cast<const BYTE*>(record) + i * kPrefixField,
                     kPrefixField);
     return fields;
