@@ -68,10 +68,10 @@ TEST_F(Settings, EveryReadTagAnswersFromTheCamera)
              EXPECT_EQ(std::memcmp(r.data(), expected.data(), 1056), 0);
              dsCAMERA_FUNCTION_INFO info;
              std::memcpy(&info, r.data(), sizeof(info));
-             EXPECT_EQ(info.wSize, 1056);
-             EXPECT_EQ(info.dwModelID, 0x80000402u);
+             EXPECT_EQ(+info.wSize, 1056);
+             EXPECT_EQ(+info.dwModelID, 0x80000402u);
              EXPECT_STREQ(info.entries[0].cName, "Large:Raw");
-             EXPECT_EQ(info.dwSetting[5], 0x8000000Fu);
+             EXPECT_EQ(+info.dwSetting[5], 0x8000000Fu);
          }},
         {CAMERA_TIME, 4, 0,
          [](auto& r) {
@@ -252,7 +252,7 @@ TEST_F(Settings, ModelDescriptionAndFirmwareVersion)
         m_camera->setSettings(state);
         dsMODEL_DESCRIP description = {};
         ASSERT_EQ(m_slots->baseGetModelDescrip(&description), vkRN_OK);
-        EXPECT_EQ(description.dwModelID, 0x80000402u);
+        EXPECT_EQ(+description.dwModelID, 0x80000402u);
         EXPECT_STREQ(description.cModelName, test.description);
         char version[33];
         ASSERT_EQ(m_slots->baseReadSetting(READ_FIRM_VERSION, version), vkRN_OK);
@@ -263,7 +263,7 @@ TEST_F(Settings, ModelDescriptionAndFirmwareVersion)
     m_camera->injectRapiFault(0x12100001, {0x00A50042, std::nullopt, std::nullopt});
     dsMODEL_DESCRIP description = {};
     EXPECT_EQ(m_slots->baseGetModelDescrip(&description), 0x02000042u);
-    EXPECT_EQ(description.dwModelID, 0x80000402u);
+    EXPECT_EQ(+description.dwModelID, 0x80000402u);
     EXPECT_STREQ(description.cModelName, "");
 }
 
@@ -276,8 +276,8 @@ TEST_F(Settings, DriveStringsAndFreeSpace)
     EXPECT_EQ(static_cast<unsigned char>(strings[13]), 0x55) << "only the announced bytes";
     dsDRIVE_FREE_SPACE space = {};
     ASSERT_EQ(m_object->_rapiGetDriveFreeSpace("ATA02", &space), vkRN_OK);
-    EXPECT_EQ(space.dwValue[0], 480000u);
-    EXPECT_EQ(space.dwValue[1], 512000u);
+    EXPECT_EQ(+space.dwValue[0], 480000u);
+    EXPECT_EQ(+space.dwValue[1], 512000u);
     EXPECT_EQ(m_object->_rapiGetDriveFreeSpace("ATA09", &space),
               0x02000000u | (sim::kRapiNoSuchVolume & 0xFFFF));
     EXPECT_EQ(m_object->_rapiGetDriveFreeSpace(nullptr, &space), kBad);
@@ -317,16 +317,16 @@ TEST_F(Settings, CannedAnswersSendNoCommand)
     dsCAMERA_FUNCTION_INFO info;
     std::memset(&info, 0xEE, sizeof(info));
     EXPECT_EQ(m_slots->baseReadSetting(READ_CAMERA_FUNCTION_INFO, &info), vkRN_OK);
-    EXPECT_EQ(info.wSize, 1056);
-    EXPECT_EQ(info.dwModelID, 0x80000529u);
+    EXPECT_EQ(+info.wSize, 1056);
+    EXPECT_EQ(+info.dwModelID, 0x80000529u);
     EXPECT_STREQ(info.cModelName, "Velor ARX-7QM");
-    EXPECT_EQ(info.dwNumOfEntries, 5u);
+    EXPECT_EQ(+info.dwNumOfEntries, 5u);
     EXPECT_STREQ(info.entries[4].cName, "Small:Valiable");
-    EXPECT_EQ(info.entries[0].dwValue[2], 4u);
-    EXPECT_EQ(info.dwFixedValue[2], 0x9Fu);
-    EXPECT_EQ(info.wFixedValue, 11);
-    EXPECT_EQ(info.dwSetting[5], 0x8000000Fu);
-    EXPECT_EQ(info.dwFunction[0], 0u);
+    EXPECT_EQ(+info.entries[0].dwValue[2], 4u);
+    EXPECT_EQ(+info.dwFixedValue[2], 0x9Fu);
+    EXPECT_EQ(+info.wFixedValue, 11);
+    EXPECT_EQ(+info.dwSetting[5], 0x8000000Fu);
+    EXPECT_EQ(+info.dwFunction[0], 0u);
     const dsFILE_NAME_PREFIX prefix = {"", "", ""};
     DWORD clock = 1000;
     EXPECT_EQ(m_slots->baseWriteSetting(OWNER_NAME, "Someone"), vkRN_OK);
@@ -350,7 +350,7 @@ TEST_F(Settings, CannedFunctionInfoReplacesTheCamerasRecord)
     const std::size_t requests = m_camera->rapiRequests().size();
     ASSERT_EQ(m_slots->baseReadSetting(READ_CAMERA_FUNCTION_INFO, &info), vkRN_OK);
     EXPECT_EQ(m_camera->rapiRequests().size(), requests + 1) << "the camera was asked";
-    EXPECT_EQ(info.dwModelID, 0x80000529u);
+    EXPECT_EQ(+info.dwModelID, 0x80000529u);
     EXPECT_TRUE(log.contains("529 FunctionInfo Set"));
 }
 
@@ -364,12 +364,12 @@ TEST(CannedCamera, UserColorMatrixStoreAndVolumes)
         EXPECT_EQ(camera.Dbg_setUserColorMatrix(&bad), kBad);
     dsUSER_COLOR_MATRIX read = {6, 0, 0, 0};
     EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), vkRN_OK);
-    EXPECT_EQ(read.dwValue1, 2u);
-    EXPECT_EQ(read.lValue2, -2);
-    EXPECT_EQ(read.lValue3, 1);
+    EXPECT_EQ(+read.dwValue1, 2u);
+    EXPECT_EQ(+read.lValue2, -2);
+    EXPECT_EQ(+read.lValue3, 1);
     read = {7, 9, 9, 9};
     EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), vkRN_OK);
-    EXPECT_EQ(read.dwValue1, 0u) << "mode 7 was never set";
+    EXPECT_EQ(+read.dwValue1, 0u) << "mode 7 was never set";
     read.dwIndex = 8;
     EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), kBad);
 
@@ -380,7 +380,7 @@ TEST(CannedCamera, UserColorMatrixStoreAndVolumes)
     dsVOLUME_INFO_ENTRY entry;
     std::memcpy(&entry, volumes + 4, sizeof(entry));
     EXPECT_EQ(volumes[0], 1);
-    EXPECT_EQ(entry.dwFreeSpace1, 0x40000000u);
+    EXPECT_EQ(+entry.dwFreeSpace1, 0x40000000u);
     EXPECT_STREQ(reinterpret_cast<const char*>(volumes + 16), "A:");
 }
 

@@ -22,13 +22,15 @@ constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
 constexpr std::uint32_t kLogChecks = 0x5;  // errors, checks and values
 constexpr std::uint32_t kBit23 = DBGFLAG_RECORD_RANGE_CHECKS;
 
-using Check = DWORD (Dslr1394Object::*)(DWORD, const void*, BOOL);
-constexpr Check kDevParam = &Dslr1394Object::Utl_DevParamCheckVal;
-constexpr Check kGamma = &Dslr1394Object::Utl_GammaLutCheckVal;
-constexpr Check kWb = &Dslr1394Object::Utl_WbSettingCheckVal;
-constexpr Check kJpg = &Dslr1394Object::Utl_JpgQualityCheckVal;
-constexpr Check kMatrix = &Dslr1394Object::Utl_ColorMatrixCheckVal;
-constexpr Check kShift = &Dslr1394Object::Utl_WbShiftCheckVal;
+using Check = DWORD (*)(Dslr1394Object*, DWORD, const void*, BOOL);
+#define CHECK_ROUTINE(name) \
+    [](Dslr1394Object* o, DWORD size, const void* r, BOOL flag) { return o->name(size, r, flag); }
+const Check kDevParam = CHECK_ROUTINE(Utl_DevParamCheckVal);
+const Check kGamma = CHECK_ROUTINE(Utl_GammaLutCheckVal);
+const Check kWb = CHECK_ROUTINE(Utl_WbSettingCheckVal);
+const Check kJpg = CHECK_ROUTINE(Utl_JpgQualityCheckVal);
+const Check kMatrix = CHECK_ROUTINE(Utl_ColorMatrixCheckVal);
+const Check kShift = CHECK_ROUTINE(Utl_WbShiftCheckVal);
 
 void putWord(std::vector<BYTE>& record, std::size_t offset, DWORD value)
 {
@@ -98,7 +100,7 @@ TEST_F(RecordChecks, GenerationFollowsSizeAndModel)
         m_object->m_dwModelID = test.model;
         std::vector<BYTE> record(200, 0);
         LogCapture log(kLogChecks);
-        EXPECT_EQ((m_object->*test.check)(test.size, test.nullRecord ? nullptr : record.data(), 1),
+        EXPECT_EQ(test.check(m_object, test.size, test.nullRecord ? nullptr : record.data(), 1),
                   test.result);
         EXPECT_TRUE(log.contains(test.text));
     }
@@ -274,7 +276,7 @@ TEST_F(RecordChecks, RangeChecksFollowBit23AndTheFlag)
         test.fill(record);
         const std::vector<BYTE> before = record;
         LogCapture log(kLogChecks | (test.bit23 ? kBit23 : 0));
-        EXPECT_EQ((m_object->*test.check)(test.size, record.data(), test.flag), test.result);
+        EXPECT_EQ(test.check(m_object, test.size, record.data(), test.flag), test.result);
         for (const std::string& text : test.texts) EXPECT_TRUE(log.contains(text)) << text;
         int lines = 0;
         for (const std::string& message : log.messages())

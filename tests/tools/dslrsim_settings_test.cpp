@@ -26,7 +26,7 @@ TEST(DslrsimSettings, CommandLineIdentityAndSettingsRoundTrips)
 
     dsMODEL_DESCRIP model = {};
     EXPECT_EQ(camera->baseGetModelDescrip(&model), vkRN_OK);
-    EXPECT_EQ(model.dwModelID, 0x80000611u);
+    EXPECT_EQ(+model.dwModelID, 0x80000611u);
     EXPECT_STREQ(model.cModelName, "ARX-4D");
     char owner[32] = {};
     EXPECT_EQ(camera->baseReadSetting(OWNER_NAME, owner), vkRN_OK);
@@ -52,7 +52,7 @@ TEST(DslrsimSettings, CommandLineIdentityAndSettingsRoundTrips)
     EXPECT_LE(seconds - utc, 2u);
     dsCAMERA_FUNCTION_INFO info = {};
     EXPECT_EQ(camera->baseReadSetting(READ_CAMERA_FUNCTION_INFO, &info), vkRN_OK);
-    EXPECT_EQ(info.dwModelID, 0x80000611u);
+    EXPECT_EQ(+info.dwModelID, 0x80000611u);
     char version[33] = {};
     EXPECT_EQ(camera->baseReadSetting(READ_FIRM_VERSION, version), vkRN_OK);
     EXPECT_STREQ(version, "Firmware Version 1.2.3.0");
