@@ -347,6 +347,9 @@ void Dslr1394Object::_MakeFirmwareVersionString(DWORD version, char* buffer)
 {
     entry("_MakeFirmwareVersionString()");
     if (buffer == nullptr) return;
-    std::snprintf(buffer, 33, "Firmware Version %u.%u.%u.%u", (version >> 24) & 0xFFu,
-                  (version >> 16) & 0xFFu, (version >> 8) & 0xFFu, version & 0xFFu);
+    const unsigned parts[4] = {
+        static_cast<unsigned>(version >> 24) & 0xFFu, static_cast<unsigned>(version >> 16) & 0xFFu,
+        static_cast<unsigned>(version >> 8) & 0xFFu, static_cast<unsigned>(version) & 0xFFu};
+    std::snprintf(buffer, 33, "Firmware Version %u.%u.%u.%u", parts[0], parts[1], parts[2],
+                  parts[3]);
 }
