@@ -80,7 +80,8 @@
 /* Setting tags of baseReadSetting (slot 19) and baseWriteSetting (slot 20). */
 enum dsSETTING_TAG {
     OWNER_NAME = 2,                /* read: char[32]; write: NUL-terminated string */
-    CAMERA_TIME = 3,               /* uint32_t seconds since 1970-01-01 00:00 UTC */
+    CAMERA_TIME = 3,               /* uint32_t seconds since 1970-01-01 00:00 UTC; a write
+                                      leaves the camera's local count in the caller's value */
     READ_FIRM_VERSION = 5,         /* read: char buffer of at least 33 bytes */
     READ_BATT_STATUS = 6,          /* read: uint32_t */
     READ_BODY_ID = 8,              /* read: uint32_t */
