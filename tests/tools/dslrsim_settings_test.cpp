@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstring>
 #include <ctime>
 
@@ -60,6 +61,8 @@ TEST(DslrsimSettings, CommandLineIdentityAndSettingsRoundTrips)
     EXPECT_EQ(camera->baseCloseCameraComm(), vkRN_OK);
     EXPECT_EQ(camera->baseDslrClosePort(), vkRN_OK);
     DSLR_DeleteObject(camera);
+    server.signal(SIGTERM);  // a clean stop removes the socket file
+    EXPECT_EQ(server.wait(), 0);
 }
 
 }  // namespace
