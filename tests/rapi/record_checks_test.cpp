@@ -105,158 +105,59 @@ TEST_F(RecordChecks, GenerationFollowsSizeAndModel)
 // checked as far as the routine and its flag say.
 TEST_F(RecordChecks, RangeChecksFollowBit23AndTheFlag)
 {
-    using Fill = std::function<void(std::vector<BYTE>&)>;
-    auto word = [](std::size_t offset, DWORD value) -> Fill {
-        return [=](std::vector<BYTE>& r) { putWord(r, offset, value); };
-    };
-    const Fill goodDevelop = [](std::vector<BYTE>& r) {
-        const DWORD fields[] = {1, 1, 0, 0, 1, 1, 6, 0};
-        std::memcpy(r.data(), fields, sizeof(fields));
-    };
-    auto then = [](Fill first, Fill second) -> Fill {
-        return [=](std::vector<BYTE>& r) {
-            first(r);
-            second(r);
-        };
-    };
-    const Fill fullCaption = [](std::vector<BYTE>& r) { std::memset(r.data() + 8, 'A', 32); };
+    constexpr DWORD kMinus3 = static_cast<DWORD>(-3);
     struct Case {
         const char* name;
         Check check;
         DWORD model;
         DWORD size;
-        Fill fill;
+        std::vector<DWORD> words;  // the record's first words, the rest zero
+        bool fullCaption;          // 32 non-zero caption bytes
         bool bit23;
         BOOL flag;
         DWORD result;
         std::vector<std::string> texts;  // each must be logged
         int outOfRangeLines;
     } cases[] = {
-        {"develop selector 9, bit clear", kDevParam, k402, 32, word(0, 9), false, 1, 0, {}, 0},
-        {"develop selector 9, bit set",
-         kDevParam,
-         k402,
-         32,
-         word(0, 9),
-         true,
-         0,
-         kBad,
-         {"Utl_DevParamCheckVal: dwIndex(0x9) Out of Range"},
-         1},
-        {"develop selector 0, get", kDevParam, k402, 32, word(0, 0), true, 0, 0, {}, 0},
-        {"develop selector 4, get", kDevParam, k402, 32, word(0, 4), true, 0, kBad, {}, 1},
-        {"develop selector 4, unknown size",
-         kDevParam,
-         kOther,
-         32,
-         word(0, 4),
-         true,
-         0,
-         kBad,
-         {"Utl_DevParamCheckVal: dwIndex(0x4) Out of Range"},
-         1},
-        {"develop three bad fields",
-         kDevParam,
-         k611,
-         32,
-         then(goodDevelop,
-              [](std::vector<BYTE>& r) {
-                  putWord(r, 4, 2);
-                  putWord(r, 12, 6);
-                  putWord(r, 24, 5);
-              }),
-         true,
-         1,
-         kBad,
-         {"dwBValid(2) Out of Range", "dwEdgeLevel(6) Out of Range",
-          "dwFineQuality(5) Out of Range"},
-         3},
-        {"develop contrast on the served model",
-         kDevParam,
-         k402,
-         32,
-         then(goodDevelop, word(28, static_cast<DWORD>(-3))),
-         true,
-         1,
-         kBad,
-         {"Utl_DevParamCheckVal: lContrast(-3) Out of Range"},
-         1},
-        {"develop fields the served model skips",
-         kDevParam,
-         k402,
-         32,
-         then(goodDevelop,
-              [](std::vector<BYTE>& r) {
-                  putWord(r, 8, 9);
-                  putWord(r, 20, 9);
-                  putWord(r, 24, 0);
-              }),
-         true,
-         1,
-         0,
-         {},
-         0},
-        {"gamma selector 9, bit clear", kGamma, k402, 158, word(0, 9), false, 0, 0, {}, 0},
-        {"gamma selector 9, bit set",
-         kGamma,
-         k402,
-         158,
-         word(0, 9),
-         true,
-         0,
-         kBad,
-         {"baseSetGammaLookupTable: dwIndex(0x9) Out of Range"},
-         1},
-        {"white balance selector 9 and full caption",
-         kWb,
-         k402,
-         48,
-         then(word(0, 9), fullCaption),
-         true,
-         0,
-         kBad,
-         {"Utl_WbSettingCheckVal: dwWhiteBalanceSetting(0x9) Out of Range"},
-         1},
-        {"white balance full caption",
-         kWb,
-         k402,
-         48,
-         then(word(0, 1), fullCaption),
-         true,
-         0,
-         kBad,
-         {"Utl_WbSettingCheckVal: cCaption is not NULL terminate"},
-         1},
-        {"jpeg all zero, set",
-         kJpg,
-         k402,
-         8,
-         [](std::vector<BYTE>&) {},
-         true,
-         1,
-         kBad,
+        // clang-format off
+        {"develop selector 9, bit clear", kDevParam, k402, 32, {9}, false, false, 1, 0, {}, 0},
+        {"develop selector 9, bit set", kDevParam, k402, 32, {9}, false, true, 0, kBad,
+         {"Utl_DevParamCheckVal: dwIndex(0x9) Out of Range"}, 1},
+        {"develop selector 0, get", kDevParam, k402, 32, {0}, false, true, 0, 0, {}, 0},
+        {"develop selector 4, get", kDevParam, k402, 32, {4}, false, true, 0, kBad, {}, 1},
+        {"develop selector 4, unknown size", kDevParam, kOther, 32, {4}, false, true, 0, kBad,
+         {"Utl_DevParamCheckVal: dwIndex(0x4) Out of Range"}, 1},
+        {"develop three bad fields", kDevParam, k611, 32, {1, 2, 0, 6, 1, 1, 5, 0}, false, true,
+         1, kBad, {"dwBValid(2) Out of Range", "dwEdgeLevel(6) Out of Range",
+                   "dwFineQuality(5) Out of Range"}, 3},
+        {"develop contrast on the served model", kDevParam, k402, 32,
+         {1, 1, 0, 0, 1, 1, 6, kMinus3}, false, true, 1, kBad,
+         {"Utl_DevParamCheckVal: lContrast(-3) Out of Range"}, 1},
+        {"develop fields the served model skips", kDevParam, k402, 32, {1, 1, 9, 0, 1, 9, 0, 0},
+         false, true, 1, 0, {}, 0},
+        {"gamma selector 9, bit clear", kGamma, k402, 158, {9}, false, false, 0, 0, {}, 0},
+        {"gamma selector 9, bit set", kGamma, k402, 158, {9}, false, true, 0, kBad,
+         {"baseSetGammaLookupTable: dwIndex(0x9) Out of Range"}, 1},
+        {"white balance selector 9 and full caption", kWb, k402, 48, {9}, true, true, 0, kBad,
+         {"Utl_WbSettingCheckVal: dwWhiteBalanceSetting(0x9) Out of Range"}, 1},
+        {"white balance full caption", kWb, k402, 48, {1}, true, true, 0, kBad,
+         {"Utl_WbSettingCheckVal: cCaption is not NULL terminate"}, 1},
+        {"jpeg all zero, set", kJpg, k402, 8, {}, false, true, 1, kBad,
          {"nLargeJpegQuality(0x0)", "nMiddle1JpegQuality(0x0)", "nMiddle2JpegQuality(0x0)",
-          "nSmallJpegQuality(0x0)"},
-         4},
-        {"jpeg all zero, get", kJpg, k402, 8, [](std::vector<BYTE>&) {}, true, 0, 0, {}, 0},
-        {"matrix selector 9, flag set",
-         kMatrix,
-         k402,
-         16,
-         word(0, 9),
-         true,
-         1,
-         kBad,
-         {"Utl_ColorMatrixCheckVal: dwIndex(0x9) Out of Range"},
-         1},
-        {"matrix selector 9, flag clear", kMatrix, k402, 16, word(0, 9), true, 0, 0, {}, 0},
-        {"shift never checks values", kShift, k402, 8, word(0, 0xFFFFFFFF), true, 1, 0, {}, 0},
+          "nSmallJpegQuality(0x0)"}, 4},
+        {"jpeg all zero, get", kJpg, k402, 8, {}, false, true, 0, 0, {}, 0},
+        {"matrix selector 9, flag set", kMatrix, k402, 16, {9}, false, true, 1, kBad,
+         {"Utl_ColorMatrixCheckVal: dwIndex(0x9) Out of Range"}, 1},
+        {"matrix selector 9, flag clear", kMatrix, k402, 16, {9}, false, true, 0, 0, {}, 0},
+        {"shift never checks values", kShift, k402, 8, {0xFFFFFFFF}, false, true, 1, 0, {}, 0},
+        // clang-format on
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         m_object->m_dwModelID = test.model;
         std::vector<BYTE> record(test.size, 0);
-        test.fill(record);
+        for (std::size_t i = 0; i < test.words.size(); ++i) putWord(record, 4 * i, test.words[i]);
+        if (test.fullCaption) std::memset(record.data() + 8, 'A', 32);
         const std::vector<BYTE> before = record;
         LogCapture log(kLogChecks | (test.bit23 ? kBit23 : 0));
         EXPECT_EQ(test.check(m_object, test.size, record.data(), test.flag), test.result);
