@@ -16,6 +16,7 @@
 #ifndef VKRNQ402_H
 #define VKRNQ402_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #if defined(_MSC_VER) && defined(_M_IX86)
@@ -62,6 +63,327 @@
 #define vkRNERROR_PORT_NOT_OPEN 0x020000C1u      /* message channel not open; connect answered WAIT */
 #define vkRNERROR_NO_DEVICE_ID 0x020000C2u       /* the camera's device-ID data is 0 */
 #define vkRNERROR_NO_DATA_PHASE 0x020000E7u      /* data read after a command without a data phase */
+
+/* ------------------------------------------------------------------------
+ * Records exchanged with the application. Every multi-byte field is
+ * little-endian, the host's own order. Layouts are exact: the records are
+ * packed, and the assertions after each one hold its size and the offsets
+ * that natural alignment would move.
+ * ------------------------------------------------------------------------ */
+
+#if defined(__cplusplus)
+#define DSLR_STATIC_ASSERT(condition, text) static_assert(condition, text)
+#else
+#define DSLR_STATIC_ASSERT(condition, text) _Static_assert(condition, text)
+#endif
+
+/* Setting tags of baseReadSetting (slot 19) and baseWriteSetting (slot 20). */
+enum dsSETTING_TAG {
+    OWNER_NAME = 2,                /* read: char[32]; write: NUL-terminated string */
+    CAMERA_TIME = 3,               /* uint32_t seconds since 1970-01-01 00:00 UTC; a write
+                                      leaves the camera's local count in the caller's value */
+    READ_FIRM_VERSION = 5,         /* read: char buffer of at least 33 bytes */
+    READ_BATT_STATUS = 6,          /* read: uint32_t */
+    READ_BODY_ID = 8,              /* read: uint32_t */
+    READ_CAMERA_FUNCTION_INFO = 9, /* read: dsCAMERA_FUNCTION_INFO */
+    DIRECTORY_SUFFIX = 10,         /* read: char[6]; write: string of exactly 5 characters */
+    CURRENT_DIRECTORY = 11,        /* not supported */
+    RESET_NAME_PREFIX = 12,        /* write: record ignored */
+    RESET_DIRECTORY_SUFFIX = 13,   /* write: record ignored */
+    NAME_PREFIX_EX = 14            /* read and write: dsFILE_NAME_PREFIX */
+};
+
+/* Release-control codes of baseReleaseControlEx (slot 33). */
+enum dsRELEASE_CONTROL_CODE {
+    DS_RELEASE_CONTROL_INIT = 0,
+    DS_RELEASE_CONTROL_EXIT = 1,
+    DS_RELEASE_CONTROL_RELEASE = 4,
+    DS_RELEASE_CONTROL_RELEASE_PARAMS = 7,
+    DS_RELEASE_CONTROL_SET_TRANSFER_MODE = 9,
+    DS_RELEASE_CONTROL_GET_RELEASE_PARAMS = 10,
+    DS_RELEASE_CONTROL_GET_AVAILABLE_SHOT = 13,
+    DS_RELEASE_CONTROL_GET_EXT_RELEASE_PARAMS_SIZE = 16,
+    DS_RELEASE_CONTROL_GET_EXT_RELEASE_PARAMS_VERSION = 17,
+    DS_RELEASE_CONTROL_GET_EXT_RELEASE_PARAMS = 18,
+    DS_RELEASE_CONTROL_SET_EXT_RELEASE_PARAMS = 19,
+    DS_RELEASE_CONTROL_GET_SIZE_OF_AVAILABLE_VALUE_OF_PARAM = 27,
+    DS_RELEASE_CONTROL_GET_AVAILABLE_VALUE_OF_PARAM = 28,
+    DS_RELEASE_CONTROL_GET_IMAGE_DATA_SIZE = 29
+};
+
+/* Model IDs the library tells apart. */
+#define DSLR_MODEL_ID_Q402 0x80000402u /* the camera this library serves */
+#define DSLR_MODEL_ID_Q529 0x80000529u /* the newer generation's own ID */
+#define DSLR_MODEL_ID_Q611 0x80000611u /* a sibling sharing some newer layouts */
+
+#pragma pack(push, 1)
+
+/* --- camera information and settings --------------------------------- */
+
+/* NAME_PREFIX_EX: three NUL-terminated prefixes of 4 characters. */
+typedef struct dsFILE_NAME_PREFIX {
+    char cJpgPrefix[5];
+    char cRvxPrefix[5];
+    char cWavPrefix[5];
+} dsFILE_NAME_PREFIX;
+DSLR_STATIC_ASSERT(sizeof(dsFILE_NAME_PREFIX) == 15, "dsFILE_NAME_PREFIX");
+
+/* baseGetModelDescrip (slot 23). */
+typedef struct dsMODEL_DESCRIP {
+    uint32_t dwModelID;
+    char cModelName[32]; /* NUL-terminated, the maker's name left out */
+} dsMODEL_DESCRIP;
+DSLR_STATIC_ASSERT(sizeof(dsMODEL_DESCRIP) == 36, "dsMODEL_DESCRIP");
+
+/* The camera's property record (Remote API version, firmware, names). */
+typedef struct dsCAMERA_PROPERTY {
+    uint32_t dwRemoteAPIVersion;
+    uint32_t dwFirmVersion; /* one version part per byte, most significant first */
+    char cModelName[32];
+    char cSecondName[32];
+} dsCAMERA_PROPERTY;
+DSLR_STATIC_ASSERT(sizeof(dsCAMERA_PROPERTY) == 72, "dsCAMERA_PROPERTY");
+
+/* One image-size entry of the function information. */
+typedef struct dsIMAGE_SIZE_ENTRY {
+    char cName[20];
+    uint32_t dwValue[3];
+} dsIMAGE_SIZE_ENTRY;
+DSLR_STATIC_ASSERT(sizeof(dsIMAGE_SIZE_ENTRY) == 32, "dsIMAGE_SIZE_ENTRY");
+
+#define DSLR_MAX_FUNCTION_INDEX 100
+
+/* READ_CAMERA_FUNCTION_INFO: 1,056 bytes. */
+typedef struct dsCAMERA_FUNCTION_INFO {
+    uint16_t wSize; /* 1056 */
+    uint32_t dwModelID;
+    char cModelName[32];
+    uint32_t dwNumOfEntries;
+    dsIMAGE_SIZE_ENTRY entries[16];
+    uint32_t dwFixedValue[4];
+    uint16_t wFixedValue;
+    uint32_t dwSetting[20];
+    uint16_t wNumOfFunctions;
+    uint32_t dwFunction[DSLR_MAX_FUNCTION_INDEX];
+    uint16_t wReserved;
+} dsCAMERA_FUNCTION_INFO;
+DSLR_STATIC_ASSERT(sizeof(dsCAMERA_FUNCTION_INFO) == 1056, "dsCAMERA_FUNCTION_INFO");
+DSLR_STATIC_ASSERT(offsetof(dsCAMERA_FUNCTION_INFO, dwModelID) == 2, "dwModelID");
+DSLR_STATIC_ASSERT(offsetof(dsCAMERA_FUNCTION_INFO, cModelName) == 6, "cModelName");
+DSLR_STATIC_ASSERT(offsetof(dsCAMERA_FUNCTION_INFO, dwNumOfEntries) == 38, "dwNumOfEntries");
+DSLR_STATIC_ASSERT(offsetof(dsCAMERA_FUNCTION_INFO, entries) == 42, "entries");
+DSLR_STATIC_ASSERT(offsetof(dsCAMERA_FUNCTION_INFO, dwFixedValue) == 554, "dwFixedValue");
+DSLR_STATIC_ASSERT(offsetof(dsCAMERA_FUNCTION_INFO, wFixedValue) == 570, "wFixedValue");
+DSLR_STATIC_ASSERT(offsetof(dsCAMERA_FUNCTION_INFO, dwSetting) == 572, "dwSetting");
+DSLR_STATIC_ASSERT(offsetof(dsCAMERA_FUNCTION_INFO, wNumOfFunctions) == 652, "wNumOfFunctions");
+DSLR_STATIC_ASSERT(offsetof(dsCAMERA_FUNCTION_INFO, dwFunction) == 654, "dwFunction");
+
+/* --- storage volumes and directory entries ---------------------------- */
+
+/* baseGetVols fills a uint32_t count followed by this many entries, packed:
+ * each entry's name runs on to its NUL and the next entry follows. */
+typedef struct dsVOLUME_INFO_ENTRY {
+    uint16_t wReserved1; /* 1 */
+    uint16_t wReserved2; /* 1 */
+    uint32_t dwFreeSpace1; /* the two words of the volume's free-space reply */
+    uint32_t dwFreeSpace2;
+    char cNameStr[1]; /* the volume name, NUL-terminated, as long as it is */
+} dsVOLUME_INFO_ENTRY;
+DSLR_STATIC_ASSERT(offsetof(dsVOLUME_INFO_ENTRY, cNameStr) == 12, "cNameStr");
+
+/* A volume's free-space record as the camera reports it. */
+typedef struct dsDRIVE_FREE_SPACE {
+    uint32_t dwValue[2];
+} dsDRIVE_FREE_SPACE;
+DSLR_STATIC_ASSERT(sizeof(dsDRIVE_FREE_SPACE) == 8, "dsDRIVE_FREE_SPACE");
+
+/* One record of a directory listing; the path runs on to its NUL and the
+ * next record follows. All-zero fields and an empty path end the listing. */
+typedef struct dsDIRECTORY_ENTRY {
+    uint16_t wAttribute;
+    uint32_t dwSize;
+    uint32_t dwTime;
+    char cPathStr[1];
+} dsDIRECTORY_ENTRY;
+DSLR_STATIC_ASSERT(offsetof(dsDIRECTORY_ENTRY, dwSize) == 2, "dwSize");
+DSLR_STATIC_ASSERT(offsetof(dsDIRECTORY_ENTRY, dwTime) == 6, "dwTime");
+DSLR_STATIC_ASSERT(offsetof(dsDIRECTORY_ENTRY, cPathStr) == 10, "cPathStr");
+
+/* --- image notifications and remote release --------------------------- */
+
+/* Parameters of the image notifications (events 8, 12 and 16). */
+typedef struct dsIMAGE_NOTIFY {
+    uint32_t SequenceID;
+    uint8_t FormatType;
+    uint32_t SizeOfData;
+} dsIMAGE_NOTIFY;
+DSLR_STATIC_ASSERT(sizeof(dsIMAGE_NOTIFY) == 9, "dsIMAGE_NOTIFY");
+DSLR_STATIC_ASSERT(offsetof(dsIMAGE_NOTIFY, SizeOfData) == 5, "SizeOfData");
+
+/* DS_RELEASE_CONTROL_RELEASE_PARAMS and _GET_RELEASE_PARAMS: 48 bytes. */
+typedef struct dsREMOTE_RELEASE_PARAMS {
+    uint8_t byReserved1[26];
+    uint16_t wISO;
+    uint16_t wAv;
+    uint16_t wTv;
+    uint8_t byReserved2[16];
+} dsREMOTE_RELEASE_PARAMS;
+DSLR_STATIC_ASSERT(sizeof(dsREMOTE_RELEASE_PARAMS) == 48, "dsREMOTE_RELEASE_PARAMS");
+DSLR_STATIC_ASSERT(offsetof(dsREMOTE_RELEASE_PARAMS, wISO) == 26, "wISO");
+
+/* DS_RELEASE_CONTROL_GET/SET_EXT_RELEASE_PARAMS: 60 bytes for models
+ * 0x80000402 and 0x80000611, the first 44 bytes for the others. */
+typedef struct dsREMOTE_RELEASE_EXT_PARAMS {
+    uint32_t sizeOfThis;
+    uint32_t version;
+    uint8_t byReserved1[32];
+    uint16_t KelvinValue;
+    uint16_t ColorMatrix;
+    uint8_t byReserved2[16];
+} dsREMOTE_RELEASE_EXT_PARAMS;
+#define DSLR_EXT_RELEASE_PARAMS_SHORT_SIZE 44
+DSLR_STATIC_ASSERT(sizeof(dsREMOTE_RELEASE_EXT_PARAMS) == 60, "dsREMOTE_RELEASE_EXT_PARAMS");
+DSLR_STATIC_ASSERT(offsetof(dsREMOTE_RELEASE_EXT_PARAMS, byReserved2) ==
+                       DSLR_EXT_RELEASE_PARAMS_SHORT_SIZE,
+                   "short form");
+
+/* DS_RELEASE_CONTROL_SET_TRANSFER_MODE. */
+typedef struct dsREMOTE_RELEASE_TRANSFER_MODE {
+    uint16_t wSetMode; /* not 0 */
+    uint16_t wReserved;
+} dsREMOTE_RELEASE_TRANSFER_MODE;
+DSLR_STATIC_ASSERT(sizeof(dsREMOTE_RELEASE_TRANSFER_MODE) == 4, "dsREMOTE_RELEASE_TRANSFER_MODE");
+
+/* DS_RELEASE_CONTROL_GET_AVAILABLE_VALUE_OF_PARAM (9 bytes or more): the
+ * head, then dwNumOfValues values of 16 or 32 bits. */
+typedef struct dsAVAILABLE_VALUES {
+    uint32_t dwNumOfValues;
+    uint32_t dwValueType;
+} dsAVAILABLE_VALUES;
+DSLR_STATIC_ASSERT(sizeof(dsAVAILABLE_VALUES) == 8, "dsAVAILABLE_VALUES");
+
+/* DS_RELEASE_CONTROL_GET_IMAGE_DATA_SIZE request (3 bytes). */
+typedef struct dsIMAGE_DATA_SIZE_PARAMS {
+    uint8_t ImageSize;
+    uint8_t FVFileFormat;
+    uint8_t CompQuality;
+} dsIMAGE_DATA_SIZE_PARAMS;
+DSLR_STATIC_ASSERT(sizeof(dsIMAGE_DATA_SIZE_PARAMS) == 3, "dsIMAGE_DATA_SIZE_PARAMS");
+
+/* --- image-processing parameters -------------------------------------- */
+
+/* Develop parameters: 32 bytes, or the first 28 for older cameras. */
+typedef struct dsDEVELOP_PARAM {
+    uint32_t dwIndex; /* 1 to 3 */
+    uint32_t dwBValid;
+    uint32_t dwGammaLookupTable;
+    uint32_t dwEdgeLevel;
+    uint32_t dwEdgeFrequency;
+    uint32_t dwNormalQuality;
+    uint32_t dwFineQuality;
+    int32_t lContrast;
+} dsDEVELOP_PARAM;
+#define DSLR_DEVELOP_PARAM_Q317_SIZE 28
+DSLR_STATIC_ASSERT(sizeof(dsDEVELOP_PARAM) == 32, "dsDEVELOP_PARAM");
+
+/* Gamma look-up table: 158 bytes for model 0x80000402. */
+typedef struct dsGAMMA_LOOKUP_TABLE {
+    uint32_t dwIndex; /* 1 to 3 */
+    uint32_t dwReserved;
+    uint16_t wTable[75];
+} dsGAMMA_LOOKUP_TABLE;
+DSLR_STATIC_ASSERT(sizeof(dsGAMMA_LOOKUP_TABLE) == 158, "dsGAMMA_LOOKUP_TABLE");
+
+/* The older cameras' gamma look-up table: 56 bytes. */
+typedef struct dsGAMMA_LOOKUP_TABLE_Q317 {
+    uint32_t dwIndex;
+    uint32_t dwReserved;
+    uint16_t wTable[24];
+} dsGAMMA_LOOKUP_TABLE_Q317;
+DSLR_STATIC_ASSERT(sizeof(dsGAMMA_LOOKUP_TABLE_Q317) == 56, "dsGAMMA_LOOKUP_TABLE_Q317");
+
+/* White-balance parameters: 48 bytes for model 0x80000402. */
+typedef struct dsWHITE_BALANCE_PARAMETERS {
+    uint32_t dwWhiteBalanceSetting; /* 1 to 3 */
+    uint32_t dwReserved;
+    char cCaption[32]; /* NUL-terminated */
+    uint16_t wValue[4];
+} dsWHITE_BALANCE_PARAMETERS;
+DSLR_STATIC_ASSERT(sizeof(dsWHITE_BALANCE_PARAMETERS) == 48, "dsWHITE_BALANCE_PARAMETERS");
+
+/* The older cameras' white-balance parameters: 88 bytes. */
+typedef struct dsWHITE_BALANCE_PARAMETERS_Q317 {
+    uint32_t dwWhiteBalanceSetting;
+    uint32_t dwReserved;
+    char cCaption[32];
+    uint16_t wValue[24];
+} dsWHITE_BALANCE_PARAMETERS_Q317;
+DSLR_STATIC_ASSERT(sizeof(dsWHITE_BALANCE_PARAMETERS_Q317) == 88,
+                   "dsWHITE_BALANCE_PARAMETERS_Q317");
+
+typedef struct dsJPEG_QUALITY {
+    uint16_t nLargeJpegQuality; /* each 1 to 10 */
+    uint16_t nMiddle1JpegQuality;
+    uint16_t nMiddle2JpegQuality;
+    uint16_t nSmallJpegQuality;
+} dsJPEG_QUALITY;
+DSLR_STATIC_ASSERT(sizeof(dsJPEG_QUALITY) == 8, "dsJPEG_QUALITY");
+
+typedef struct dsUSER_COLOR_MATRIX {
+    uint32_t dwIndex; /* 1 to 7 */
+    uint32_t dwValue1;
+    int32_t lValue2;
+    int32_t lValue3;
+} dsUSER_COLOR_MATRIX;
+DSLR_STATIC_ASSERT(sizeof(dsUSER_COLOR_MATRIX) == 16, "dsUSER_COLOR_MATRIX");
+
+typedef struct dsWHITE_BALANCE_SHIFT {
+    uint8_t byShift[8];
+} dsWHITE_BALANCE_SHIFT;
+DSLR_STATIC_ASSERT(sizeof(dsWHITE_BALANCE_SHIFT) == 8, "dsWHITE_BALANCE_SHIFT");
+
+/* Custom-function block; the set operation sends all 68 bytes. */
+typedef struct dsCUSTOM_FUNCTION {
+    uint32_t dwSelector;
+    uint16_t wLength; /* bytes from wLength on, at most 64 */
+    uint8_t byData[62];
+} dsCUSTOM_FUNCTION;
+DSLR_STATIC_ASSERT(sizeof(dsCUSTOM_FUNCTION) == 68, "dsCUSTOM_FUNCTION");
+
+/* Personal functions: 57 words in two blocks of 32 and 25. */
+typedef struct dsPERSONAL_FUNCTION {
+    uint16_t wFirstBlock[32];
+    uint16_t wSecondBlock[15];
+    uint16_t PFn_25_Value_AEmode;
+    uint16_t PFn_25_Value_Metering;
+    uint16_t PFn_25_Value_Shutter;
+    uint16_t PFn_25_Value_AFmode;
+    uint16_t PFn_25_Value_AFframe;
+    uint16_t PFn_25_Value_Quality;
+    uint16_t PFn_25_Value_WBmode;
+    uint16_t PFn_25_Value_Develop;
+    uint16_t PFn_25_Value;
+    uint16_t wLastWord;
+} dsPERSONAL_FUNCTION;
+DSLR_STATIC_ASSERT(sizeof(dsPERSONAL_FUNCTION) == 114, "dsPERSONAL_FUNCTION");
+DSLR_STATIC_ASSERT(offsetof(dsPERSONAL_FUNCTION, PFn_25_Value_AEmode) == 94, "AEmode");
+DSLR_STATIC_ASSERT(offsetof(dsPERSONAL_FUNCTION, PFn_25_Value) == 110, "PFn_25_Value");
+
+/* The extended personal functions: wNumOfItems, then that many items, each
+ * starting with this head and followed by wNumOfValues values. */
+typedef struct dsPERSONAL_FUNCTION_EX {
+    uint16_t wNumOfItems; /* not 0 */
+} dsPERSONAL_FUNCTION_EX;
+
+typedef struct dsPERSONAL_FUNCTION_EX_ITEM {
+    uint16_t wItemSize; /* the next item starts this many bytes further on */
+    uint8_t byReserved[8];
+    uint16_t wNumOfValues;
+    uint16_t wValueType;
+} dsPERSONAL_FUNCTION_EX_ITEM;
+DSLR_STATIC_ASSERT(sizeof(dsPERSONAL_FUNCTION_EX_ITEM) == 14, "dsPERSONAL_FUNCTION_EX_ITEM");
+
+#pragma pack(pop)
 
 #ifdef __cplusplus
 extern "C" {

@@ -18,7 +18,10 @@ bool isWrite(std::uint8_t opcode) { return opcode == 0x2A || opcode == 0xAA; }
 
 }  // namespace
 
-Camera::Camera(CameraOptions options) : m_options(options) {}
+Camera::Camera(CameraOptions options) : m_options(options)
+{
+    registerSettings(m_remoteApi, m_settings, m_options.modelId);
+}
 
 CommandResult Camera::execute(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                               std::uint32_t length)
@@ -193,6 +196,18 @@ void Camera::defineRapiCommand(std::uint32_t request, RemoteApi::Handler handler
 {
     std::lock_guard<std::mutex> guard(m_lock);
     m_remoteApi.define(request, std::move(handler));
+}
+
+SettingsState Camera::settings() const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_settings;
+}
+
+void Camera::setSettings(const SettingsState& state)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_settings = state;
 }
 
 std::vector<ReceivedCommand> Camera::received() const

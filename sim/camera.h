@@ -14,6 +14,7 @@
 #include "sim/fault_script.h"
 #include "sim/message_port.h"
 #include "sim/remote_api.h"
+#include "sim/settings.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -88,6 +89,10 @@ public:
     // Adds or replaces a Remote API command handler; it runs under the
     // camera's lock.
     void defineRapiCommand(std::uint32_t request, RemoteApi::Handler handler);
+    // The settings family's state (sim/settings.h): a copy to inspect, and
+    // a whole new state.
+    SettingsState settings() const;
+    void setSettings(const SettingsState& state);
 
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
@@ -105,6 +110,7 @@ private:
     FaultScript m_faults;
     EventQueue m_events;
     RemoteApi m_remoteApi;
+    SettingsState m_settings;
     bool m_silent = false;
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;

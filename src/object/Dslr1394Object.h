@@ -169,6 +169,25 @@ public:
     DWORD _TestSetFirmUpdate();
     DWORD _TestDbgBenchMark(const char* path, uint32_t* output);
 
+    // --- camera information and settings (camera/) -----------------------
+    DWORD _rapiGetLogicalDriveStrings(char* buffer);  // at least 32 bytes
+    DWORD _rapiGetDriveFreeSpace(const char* drive, void* freeSpace);  // 8 bytes
+    DWORD _rapiGetCameraProperty(void* property);                      // 72 bytes
+    DWORD _rapiGetCameraTime(DWORD* timeRecord);                        // 12 bytes
+    DWORD _rapiGetFileNamePrefix(void* prefix);                         // 15 bytes
+    DWORD _rapiGetDirNameSuffix(char* suffix);                          // 6 bytes
+    DWORD _rapiGetCameraBodyID(DWORD* bodyID);
+    DWORD _rapiGetCurrentBatteryStatus(DWORD* status);
+    DWORD _rapiGetOwnerName(char* ownerName);  // 32 bytes
+    DWORD _rapiSetOwnerName(const char* ownerName);
+    DWORD _rapiSetCameraTime(DWORD seconds, DWORD word1, DWORD word2);
+    DWORD _rapiSetFileNamePrefix(const void* prefix);
+    DWORD _rapiSetDirectoryNameSuffix(const char* suffix);
+    DWORD _rapiResetFileNamePrefix();
+    DWORD _rapiResetDirectoryNameSuffix();
+    DWORD _rapiGetCameraFunctionInfo(void* functionInfo);  // 1,056 bytes
+    void _MakeFirmwareVersionString(DWORD version, char* buffer);  // at least 33 bytes
+
     // --- camera path names (camera/) ------------------------------------
     DWORD Utl_Q317PathChange(const char* source, char* destination, DWORD length);
     DWORD Utl_Q317PathChange2(char* region, DWORD length);
@@ -177,6 +196,22 @@ public:
     DWORD Utl_SwapBufferData(BYTE* buffer, DWORD length);
     BOOL Utl_APPPathChange(char* path);
     BOOL Utl_APPDriveChange(const char* source, char* destination);
+
+    // --- record generations, value checks and conversions (rapi/) ----------
+    DWORD Utl_DevParamCheckVal(DWORD dwSize, const void* record, BOOL checkValues);
+    DWORD Utl_GammaLutCheckVal(DWORD dwSize, const void* record, BOOL unused);
+    DWORD Utl_WbSettingCheckVal(DWORD dwSize, const void* record, BOOL unused);
+    DWORD Utl_JpgQualityCheckVal(DWORD dwSize, const void* record, BOOL checkValues);
+    DWORD Utl_ColorMatrixCheckVal(DWORD dwSize, const void* record, BOOL checkValues);
+    DWORD Utl_WbShiftCheckVal(DWORD dwSize, const void* record, BOOL unused);
+    DWORD Utl_PFnCheck(DWORD dwSize, const void* record, BOOL checkValues);
+    DWORD Utl_CameraPropertyByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_DevParamByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_GammaLutByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_WbSettingByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_JpgQualityByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_ColorMatrixByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_WbShiftByteSwap(DWORD dwSize, void* record);
 
     // --- event polling and notification threads --------------------------
     DWORD ScanMngrInitInterruptPoll(NotifyEventHandler handler, uintptr_t param);

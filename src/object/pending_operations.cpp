@@ -16,9 +16,6 @@ uint32_t Dslr1394Object::basePutFile(const char*, uint32_t, uint32_t, const void
 uint32_t Dslr1394Object::baseDeleteFiles(const void*) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseSetFileAttribs(const void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseSetFileTimes(const void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseReadSetting(uint32_t, void*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseWriteSetting(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseGetModelDescrip(void*) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseSetUILock(uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseResetUILock(uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseSetDevelopParamSetting(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }

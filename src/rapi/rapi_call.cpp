@@ -6,8 +6,11 @@
 #include "log/dbg_log.h"
 #include "memory/tracked_memory.h"
 
+#include <cstring>
+
 DWORD Rapi_Call(Dslr1394Object* object, const RapiCommand& command, const void* params,
-                DWORD paramSize, void* record, DWORD recordSize, const RapiCallTexts& texts)
+                DWORD paramSize, void* record, DWORD recordSize, const RapiCallTexts& texts,
+                bool clearRecord)
 {
     const DWORD refConst = Rapi_NewRefConst();
     BYTE* request =
@@ -28,9 +31,13 @@ DWORD Rapi_Call(Dslr1394Object* object, const RapiCommand& command, const void* 
                                     MEM_GetMemorySize(request), reply, replySize, command.timeout);
     if (result != vkRN_OK) {
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, texts.sendFailed, static_cast<unsigned long>(result));
-    } else if ((result = _GetDataFromMessage(object, record, reply, command.reply, refConst,
-                                             recordSize)) != vkRN_OK) {
-        Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, texts.replyFailed, static_cast<unsigned long>(result));
+    } else {
+        if (clearRecord && record != nullptr) std::memset(record, 0, recordSize);
+        result = _GetDataFromMessage(object, record, reply, command.reply, refConst, recordSize);
+        if (result != vkRN_OK && texts.replyFailed != nullptr) {
+            Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, texts.replyFailed,
+                       static_cast<unsigned long>(result));
+        }
     }
     MEM_FreeMemory(reply);
     MEM_FreeMemory(request);

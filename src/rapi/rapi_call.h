@@ -7,7 +7,8 @@
 class Dslr1394Object;
 
 // The failure lines of the calling operation, each with a "%lx" for the code
-// where it has one.
+// where it has one. replyFailed may be null: the reply check's own line is
+// then the only one.
 struct RapiCallTexts {
     const char* requestNotAllocated;
     const char* replyNotAllocated;
@@ -15,5 +16,9 @@ struct RapiCallTexts {
     const char* replyFailed;
 };
 
+// When the camera has answered, clearRecord empties the caller's record
+// before the reply is checked, so that a refused reply leaves zeros rather
+// than the record's old content.
 DWORD Rapi_Call(Dslr1394Object* object, const RapiCommand& command, const void* params,
-                DWORD paramSize, void* record, DWORD recordSize, const RapiCallTexts& texts);
+                DWORD paramSize, void* record, DWORD recordSize, const RapiCallTexts& texts,
+                bool clearRecord = false);

@@ -166,6 +166,19 @@ const Slot kSlots[] = {
 
 void* entry(DslrObject* object, long slot) { return (*reinterpret_cast<void***>(object))[slot]; }
 
+extern "C" size_t HeaderFromC_RecordSizes(size_t* sizes, size_t count);
+
+TEST(PublicHeader, RecordsHaveOneLayoutInCAndCxx)
+{
+    size_t fromC[7] = {};
+    ASSERT_EQ(HeaderFromC_RecordSizes(fromC, 7), 7u);
+    const size_t fromCxx[7] = {sizeof(dsFILE_NAME_PREFIX),           sizeof(dsMODEL_DESCRIP),
+                               sizeof(dsCAMERA_FUNCTION_INFO),       sizeof(dsIMAGE_NOTIFY),
+                               sizeof(dsPERSONAL_FUNCTION),          sizeof(dsGAMMA_LOOKUP_TABLE),
+                               offsetof(dsDIRECTORY_ENTRY, cPathStr)};
+    for (int i = 0; i < 7; ++i) EXPECT_EQ(fromC[i], fromCxx[i]) << i;
+}
+
 TEST(SlotOrder, EveryOperationSitsInItsSlot)
 {
     ASSERT_EQ(sizeof(kSlots) / sizeof(kSlots[0]), 80u);

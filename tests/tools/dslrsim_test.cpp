@@ -43,6 +43,10 @@ TEST(Dslrsim, CommandLineErrorsAreNamedAndExitWithTwo)
         {{"--listen", "unix:/tmp/x", "--model", "0xZZ"}, "bad number '0xZZ' for --model"},
         {{"--listen", "unix:/tmp/x", "--block-size", "99999999999"}, "bad number"},
         {{"--listen", "unix:/tmp/x", "--block-size", "0"}, "--block-size must not be 0"},
+        {{"--listen", "unix:/tmp/x", "--owner", std::string(32, 'o')},
+         "owner name longer than 31 characters"},
+        {{"--listen", "unix:/tmp/x", "--clock-offset", "1h"},
+         "bad number of seconds '1h' for --clock-offset"},
     };
     for (const Case& test : cases) {
         std::vector<std::string> arguments = {DSLRSIM_PATH};
@@ -59,7 +63,8 @@ TEST(Dslrsim, HelpListsEveryOption)
     ChildProcess run({DSLRSIM_PATH, "--help"});
     const std::string output = run.readAll();
     EXPECT_EQ(run.wait(), 0);
-    for (const char* option : {"--listen", "--model", "--block-size", "--help", "unix:", "tcp:"})
+    for (const char* option : {"--listen", "--model", "--block-size", "--owner", "--clock-offset",
+                               "--help", "unix:", "tcp:"})
         EXPECT_NE(output.find(option), std::string::npos) << option;
 }
 

@@ -22,17 +22,37 @@ bool parseNumber(const std::string& text, std::uint32_t& value)
     return true;
 }
 
+// A signed decimal number of seconds, the whole text.
+bool parseSeconds(const std::string& text, std::int64_t& value)
+{
+    if (text.empty()) return false;
+    errno = 0;
+    char* end = nullptr;
+    const long long parsed = std::strtoll(text.c_str(), &end, 10);
+    if (errno != 0 || end == text.c_str() || *end != '\0') return false;
+    value = parsed;
+    return true;
+}
+
+// The camera keeps its owner name in 32 bytes, the NUL included.
+constexpr std::size_t kLongestOwner = 31;
+
 }  // namespace
 
 std::string usage()
 {
-    return "usage: dslrsim --listen ADDRESS [--model ID] [--block-size BYTES]\n"
+    return "usage: dslrsim --listen ADDRESS [--model ID] [--block-size BYTES] [--owner NAME]\n"
+           "               [--clock-offset SECONDS]\n"
            "\n"
            "Serves one simulated camera over the scsi-sock protocol.\n"
            "\n"
            "  --listen ADDRESS     unix:PATH (a local socket) or tcp:HOST:PORT\n"
            "  --model ID           camera model ID (default 0x80000402)\n"
            "  --block-size BYTES   largest data block the camera takes (default 0xFF00)\n"
+           "  --owner NAME         the camera's owner name (at most 31 characters)\n"
+           "  --clock-offset SECONDS\n"
+           "                       the camera's clock runs this many seconds ahead of the\n"
+           "                       host's local standard time (negative: behind)\n"
            "  --help               print this text and exit\n"
            "\n"
            "Numbers are decimal or 0x-hex. SIGINT or SIGTERM ends the server.\n";
@@ -46,7 +66,8 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
             options.help = true;
             return true;
         }
-        if (option != "--listen" && option != "--model" && option != "--block-size") {
+        if (option != "--listen" && option != "--model" && option != "--block-size" &&
+            option != "--owner" && option != "--clock-offset") {
             error = "unknown option '" + option + "'";
             return false;
         }
@@ -61,6 +82,17 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
                 return false;
             }
             options.listen = value;
+        } else if (option == "--owner") {
+            if (value.size() > kLongestOwner) {
+                error = "owner name longer than 31 characters";
+                return false;
+            }
+            options.owner = value;
+        } else if (option == "--clock-offset") {
+            if (!parseSeconds(value, options.clockOffset)) {
+                error = "bad number of seconds '" + value + "' for --clock-offset";
+                return false;
+            }
         } else if (!parseNumber(value, option == "--model" ? options.modelId : options.blockSize)) {
             error = "bad number '";
             error += value;

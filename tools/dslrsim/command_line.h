@@ -10,6 +10,8 @@ struct Options {
     std::string listen;  // "unix:PATH" or "tcp:HOST:PORT"
     std::uint32_t modelId = 0x80000402;
     std::uint32_t blockSize = 0xFF00;
+    std::string owner;             // empty: the camera's factory owner name
+    std::int64_t clockOffset = 0;  // seconds added to the camera's clock
     bool help = false;
 };
 

@@ -35,6 +35,10 @@ int main(int argc, char** argv)
     identity.modelId = options.modelId;
     identity.blockSize = options.blockSize;
     camera.configure(identity);
+    sim::SettingsState settings = camera.settings();
+    if (!options.owner.empty()) settings.owner = options.owner;
+    settings.clockOffset = options.clockOffset;
+    camera.setSettings(settings);
 
     dslrsim::Server server(camera);
     const dslrsim::Server::Bound bound =

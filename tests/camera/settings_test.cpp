@@ -1,0 +1,476 @@
+// Camera information and settings through the device object's slots against
+// the in-process camera: every tag read and written, the length rules of the
+// prefixes and suffix, the clock under zones with daylight saving, the model
+// description, the drive strings, and the canned answers of debug bit 22.
+
+#include "VKRNQ402.h"
+#include "log/dbg_log.h"
+#include "sim/settings.h"
+#include "support/fault_plan.h"
+#include "support/log_capture.h"
+#include "support/sim_object.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr DWORD kRefused = 0x02000000u | (sim::kRapiValueRefused & 0xFFFF);
+constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
+
+std::string text(const std::vector<char>& bytes) { return std::string(bytes.data()); }
+
+void setZone(const char* zone)
+{
+#ifdef _WIN32
+    _putenv_s("TZ", zone);
+    _tzset();
+#else
+    setenv("TZ", zone, 1);
+    tzset();
+#endif
+}
+
+using Settings = SimObject;
+
+TEST_F(Settings, EveryReadTagAnswersFromTheCamera)
+{
+    const sim::SettingsState state = m_camera->settings();
+    struct Case {
+        uint32_t tag;
+        std::size_t size;
+        DWORD result;
+        std::function<void(const std::vector<char>&)> check;
+    } cases[] = {
+        {OWNER_NAME, 32, 0, [&](auto& r) { EXPECT_EQ(text(r), state.owner); }},
+        {READ_FIRM_VERSION, 40, 0, [](auto& r) { EXPECT_EQ(text(r), "Firmware Version 1.2.3.0"); }},
+        {READ_BATT_STATUS, 4, 0,
+         [&](auto& r) { EXPECT_EQ(*reinterpret_cast<const DWORD*>(r.data()), state.battery); }},
+        {READ_BODY_ID, 4, 0,
+         [&](auto& r) { EXPECT_EQ(*reinterpret_cast<const DWORD*>(r.data()), state.bodyId); }},
+        {DIRECTORY_SUFFIX, 6, 0, [](auto& r) { EXPECT_EQ(text(r), "VELOR"); }},
+        {NAME_PREFIX_EX, 15, 0,
+         [](auto& r) {
+             EXPECT_EQ(std::string(r.data()), "IMG_");
+             EXPECT_EQ(std::string(r.data() + 5), "RAW_");
+             EXPECT_EQ(std::string(r.data() + 10), "SND_");
+         }},
+        {READ_CAMERA_FUNCTION_INFO, 1056, 0,
+         [&](auto& r) {
+             const auto expected = sim::functionInfoRecord(0x80000402, state);
+             EXPECT_EQ(std::memcmp(r.data(), expected.data(), 1056), 0);
+             dsCAMERA_FUNCTION_INFO info;
+             std::memcpy(&info, r.data(), sizeof(info));
+             EXPECT_EQ(+info.wSize, 1056);
+             EXPECT_EQ(+info.dwModelID, 0x80000402u);
+             EXPECT_STREQ(info.entries[0].cName, "Large:Raw");
+             EXPECT_EQ(+info.dwSetting[5], 0x8000000Fu);
+         }},
+        {CAMERA_TIME, 4, 0,
+         [](auto& r) {
+             const DWORD now = static_cast<DWORD>(std::time(nullptr));
+             const DWORD read = *reinterpret_cast<const DWORD*>(r.data());
+             EXPECT_LE(now - 2, read);
+             EXPECT_LE(read, now + 2);
+         }},
+        {CURRENT_DIRECTORY, 4, vkRNERROR_NOT_SUPPORTED, nullptr},
+        {0, 4, vkRNERROR_NOT_SUPPORTED, nullptr},
+        {7, 4, vkRNERROR_NOT_SUPPORTED, nullptr},
+        {RESET_NAME_PREFIX, 4, vkRNERROR_NOT_SUPPORTED, nullptr},
+        {15, 4, vkRNERROR_NOT_SUPPORTED, nullptr},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.tag);
+        std::vector<char> record(test.size + 1, 0);
+        EXPECT_EQ(m_slots->baseReadSetting(test.tag, record.data()), test.result);
+        if (test.check) test.check(record);
+        if (test.tag != OWNER_NAME && test.tag != READ_CAMERA_FUNCTION_INFO) {
+            EXPECT_EQ(m_slots->baseReadSetting(test.tag, nullptr),
+                      test.result == 0 ? kBad : test.result);
+        }
+    }
+    LogCapture log(0x5);
+    EXPECT_EQ(m_slots->baseReadSetting(4, nullptr), vkRNERROR_NOT_SUPPORTED);
+    EXPECT_EQ(m_slots->baseReadSetting(CURRENT_DIRECTORY, nullptr), vkRNERROR_NOT_SUPPORTED);
+    const std::string all = log.text();
+    auto count = [&](const std::string& needle) {
+        int found = 0;
+        for (std::size_t at = all.find(needle); at != std::string::npos;
+             at = all.find(needle, at + 1))
+            ++found;
+        return found;
+    };
+    EXPECT_EQ(count("baseReadSetting: unknown operation tag."), 1) << "tag 4 only";
+    EXPECT_EQ(count("<ERROR>"), 1);
+    EXPECT_EQ(count("baseReadSetting: CURRENT_DIRECTORY"), 1);
+}
+
+// Writes read back what was written; what the library or the camera refuses
+// changes nothing.
+TEST_F(Settings, WritesReadBackAndRefusalsChangeNothing)
+{
+    const std::string longName(32, 'N');
+    const dsFILE_NAME_PREFIX jpgOnly = {"ABCD", "X", "Y"};
+    const dsFILE_NAME_PREFIX threeOneOne = {"ABC", "X", "Y"};
+    const dsFILE_NAME_PREFIX none = {"", "", ""};
+    struct Case {
+        const char* name;
+        uint32_t tag;
+        const void* record;
+        bool bit23;
+        DWORD result;
+        bool sent;
+        std::function<void(const sim::SettingsState&)> check;
+    } cases[] = {
+        {"owner", OWNER_NAME, "Ann Example", false, 0, true,
+         [](auto& s) { EXPECT_EQ(s.owner, "Ann Example"); }},
+        {"owner of 31 characters", OWNER_NAME, longName.c_str() + 1, false, 0, true,
+         [&](auto& s) { EXPECT_EQ(s.owner, longName.substr(1)); }},
+        {"owner too long for the camera", OWNER_NAME, longName.c_str(), false, kRefused, true,
+         [&](auto& s) { EXPECT_EQ(s.owner, longName.substr(1)); }},
+        {"suffix", DIRECTORY_SUFFIX, "ABCDE", false, 0, true,
+         [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
+        {"suffix of 4", DIRECTORY_SUFFIX, "WXYZ", false, kBad, false,
+         [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
+        {"suffix of 6", DIRECTORY_SUFFIX, "UVWXYZ", false, kBad, false, nullptr},
+        {"suffix of 6, bit 23: the camera refuses", DIRECTORY_SUFFIX, "UVWXYZ", true, kRefused,
+         true, [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
+        {"suffix reset", RESET_DIRECTORY_SUFFIX, nullptr, false, 0, true,
+         [](auto& s) { EXPECT_EQ(s.suffix, "VELOR"); }},
+        {"prefix 4-1-1", NAME_PREFIX_EX, &jpgOnly, false, 0, true,
+         [](auto& s) {
+             EXPECT_EQ(s.prefixes[0], "ABCD");
+             EXPECT_EQ(s.prefixes[1], "RAW_");
+         }},
+        {"prefix 3-1-1", NAME_PREFIX_EX, &threeOneOne, false, kBad, false, nullptr},
+        {"prefix 3-1-1, bit 23: the camera refuses", NAME_PREFIX_EX, &threeOneOne, true, kRefused,
+         true, [](auto& s) { EXPECT_EQ(s.prefixes[0], "ABCD"); }},
+        {"prefix empty", NAME_PREFIX_EX, &none, false, kBad, false, nullptr},
+        {"prefix null", NAME_PREFIX_EX, nullptr, false, kBad, false, nullptr},
+        {"prefix reset", RESET_NAME_PREFIX, nullptr, false, 0, true,
+         [](auto& s) { EXPECT_EQ(s.prefixes, sim::factoryPrefixes()); }},
+        {"owner null", OWNER_NAME, nullptr, false, kBad, false, nullptr},
+        {"suffix null", DIRECTORY_SUFFIX, nullptr, false, kBad, false, nullptr},
+        {"read-only tag", READ_BODY_ID, "x", false, vkRNERROR_NOT_SUPPORTED, false, nullptr},
+        {"unknown tag", 4, "x", false, vkRNERROR_NOT_SUPPORTED, false, nullptr},
+        {"current directory", CURRENT_DIRECTORY, "x", false, vkRNERROR_NOT_SUPPORTED, false,
+         nullptr},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        const std::size_t before = m_camera->rapiRequests().size();
+        {
+            LogCapture log(test.bit23 ? std::uint32_t{DBGFLAG_RECORD_RANGE_CHECKS} : 0u);
+            EXPECT_EQ(m_slots->baseWriteSetting(test.tag, test.record), test.result);
+        }
+        EXPECT_EQ(m_camera->rapiRequests().size(), before + (test.sent ? 1 : 0));
+        if (test.check) test.check(m_camera->settings());
+    }
+    // What the camera holds is what a read answers.
+    std::vector<char> owner(32);
+    ASSERT_EQ(m_slots->baseReadSetting(OWNER_NAME, owner.data()), vkRN_OK);
+    EXPECT_EQ(text(owner), longName.substr(1));
+}
+
+// The application counts UTC; the camera keeps local standard time. Written
+// times read back unchanged on both sides of a daylight-saving change-over,
+// and the caller's record holds the count the camera was given.
+TEST_F(Settings, ClockRoundTripsAcrossDaylightSavingChangeOvers)
+{
+    const char* saved = std::getenv("TZ");
+    const std::string savedZone = saved != nullptr ? saved : "";
+#ifdef _WIN32
+    const char* berlin = "CET-1CEST";
+    const char* newYork = "EST5EDT";
+#else
+    const char* berlin = "Europe/Berlin";
+    const char* newYork = "America/New_York";
+#endif
+    struct Case {
+        const char* zone;
+        DWORD utc;
+        long standardOffset;  // seconds east of UTC
+    } cases[] = {
+        {berlin, 1711846800 - 1800, 3600},     // 2024-03-31, before 01:00 UTC
+        {berlin, 1711846800 + 1800, 3600},     // after the clocks went forward
+        {berlin, 1729990800 + 1800, 3600},     // 2024-10-27, after they went back
+        {newYork, 1710054000 - 1800, -18000},  // 2024-03-10, before 07:00 UTC
+        {newYork, 1710054000 + 1800, -18000},
+        {newYork, 1730613600 + 1800, -18000},  // 2024-11-03, after 06:00 UTC
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(std::string(test.zone) + " " + std::to_string(test.utc));
+        setZone(test.zone);
+        DWORD record = test.utc;
+        ASSERT_EQ(m_slots->baseWriteSetting(CAMERA_TIME, &record), vkRN_OK);
+        EXPECT_EQ(record, static_cast<DWORD>(test.utc + test.standardOffset));
+        DWORD sent = 0;
+        std::memcpy(&sent, m_camera->rapiRequests().back().params.data(), 4);
+        EXPECT_EQ(sent, record);
+        DWORD read = 0;
+        ASSERT_EQ(m_slots->baseReadSetting(CAMERA_TIME, &read), vkRN_OK);
+        EXPECT_GE(read, test.utc);
+        EXPECT_LE(read, test.utc + 2) << "the camera's clock runs on";
+    }
+    setZone(savedZone.empty() ? "UTC" : savedZone.c_str());
+
+    // A camera that says 0 is read as 0, not as a time of some zone.
+    m_camera->defineRapiCommand(0x12100003, [](const sim::RapiRequest&) {
+        sim::RapiAnswer answer;
+        answer.record.assign(12, 0);
+        return answer;
+    });
+    DWORD read = 0xFFFFFFFF;
+    ASSERT_EQ(m_slots->baseReadSetting(CAMERA_TIME, &read), vkRN_OK);
+    EXPECT_EQ(read, 0u);
+}
+
+TEST_F(Settings, ModelDescriptionAndFirmwareVersion)
+{
+    struct Case {
+        const char* modelName;
+        DWORD firmware;
+        const char* description;
+        const char* version;
+    } cases[] = {
+        {"Velor ARX-4D", 0x01020300, "ARX-4D", "Firmware Version 1.2.3.0"},
+        {"Other Camera", 0xFFFFFFFF, "Other Camera", "Firmware Version 255.255.255.255"},
+        {"Velor", 0x00000A00, "", "Firmware Version 0.0.10.0"},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.modelName);
+        sim::SettingsState state = m_camera->settings();
+        state.modelName = test.modelName;
+        state.firmwareVersion = test.firmware;
+        m_camera->setSettings(state);
+        dsMODEL_DESCRIP description = {};
+        ASSERT_EQ(m_slots->baseGetModelDescrip(&description), vkRN_OK);
+        EXPECT_EQ(+description.dwModelID, 0x80000402u);
+        EXPECT_STREQ(description.cModelName, test.description);
+        char version[33];
+        ASSERT_EQ(m_slots->baseReadSetting(READ_FIRM_VERSION, version), vkRN_OK);
+        EXPECT_STREQ(version, test.version);
+    }
+    EXPECT_EQ(m_slots->baseGetModelDescrip(nullptr), kBad);
+    // A failed property read still leaves the model ID.
+    m_camera->injectRapiFault(0x12100001, {0x00A50042, std::nullopt, std::nullopt});
+    dsMODEL_DESCRIP description = {};
+    EXPECT_EQ(m_slots->baseGetModelDescrip(&description), 0x02000042u);
+    EXPECT_EQ(+description.dwModelID, 0x80000402u);
+    EXPECT_STREQ(description.cModelName, "");
+}
+
+TEST_F(Settings, DriveStringsAndFreeSpace)
+{
+    char strings[32];
+    std::memset(strings, 0x55, sizeof(strings));
+    ASSERT_EQ(m_object->_rapiGetLogicalDriveStrings(strings), vkRN_OK);
+    EXPECT_EQ(std::memcmp(strings, "ATA01\0ATA02\0\0", 13), 0);
+    EXPECT_EQ(static_cast<unsigned char>(strings[13]), 0x55) << "only the announced bytes";
+    dsDRIVE_FREE_SPACE space = {};
+    ASSERT_EQ(m_object->_rapiGetDriveFreeSpace("ATA02", &space), vkRN_OK);
+    EXPECT_EQ(+space.dwValue[0], 480000u);
+    EXPECT_EQ(+space.dwValue[1], 512000u);
+    EXPECT_EQ(m_object->_rapiGetDriveFreeSpace("ATA09", &space),
+              0x02000000u | (sim::kRapiNoSuchVolume & 0xFFFF));
+    EXPECT_EQ(m_object->_rapiGetDriveFreeSpace(nullptr, &space), kBad);
+
+    // Drive strings longer than the caller's area are not read at all.
+    sim::SettingsState state = m_camera->settings();
+    state.volumes = {{"VOLUME-NUMBER-ONE", 1, 1}, {"VOLUME-NUMBER-TWO", 1, 1}};
+    m_camera->setSettings(state);
+    std::memset(strings, 0x55, sizeof(strings));
+    LogCapture log(0x1);
+    EXPECT_EQ(m_object->_rapiGetLogicalDriveStrings(strings), vkRNERROR_TRANSFER_FAILED);
+    EXPECT_TRUE(log.contains("_rapiGetLogicalDriveStrings: Out Of ReadLength(37)"));
+    EXPECT_EQ(static_cast<unsigned char>(strings[0]), 0x55);
+}
+
+// With debug bit 22 the operations answer from the canned camera and the
+// camera hears nothing at all.
+TEST_F(Settings, CannedAnswersSendNoCommand)
+{
+    std::strcpy(m_object->m_portName, "sim:camera7");
+    m_camera->clearRecords();
+    const std::size_t requests = m_camera->rapiRequests().size();
+    LogCapture log(DBGFLAG_CANNED_ANSWERS);
+    std::vector<char> owner(32);
+    EXPECT_EQ(m_slots->baseReadSetting(OWNER_NAME, owner.data()), vkRN_OK);
+    EXPECT_EQ(text(owner), "Mr.Velor");
+    DWORD value = 0x12345678;
+    EXPECT_EQ(m_slots->baseReadSetting(CAMERA_TIME, &value), vkRN_OK);
+    EXPECT_EQ(value, 0x12345678u) << "the clock read answers at once";
+    DWORD timeRecord[3] = {};
+    EXPECT_EQ(m_object->_rapiGetCameraTime(timeRecord), vkRN_OK);
+    EXPECT_EQ(timeRecord[0], 1000000000u);
+    EXPECT_EQ(m_slots->baseReadSetting(READ_BATT_STATUS, &value), vkRN_OK);
+    EXPECT_EQ(value, 0x10000006u);
+    EXPECT_EQ(m_slots->baseReadSetting(READ_BODY_ID, &value), vkRN_OK);
+    EXPECT_EQ(value, 7u);
+    dsCAMERA_FUNCTION_INFO info;
+    std::memset(&info, 0xEE, sizeof(info));
+    EXPECT_EQ(m_slots->baseReadSetting(READ_CAMERA_FUNCTION_INFO, &info), vkRN_OK);
+    EXPECT_EQ(+info.wSize, 1056);
+    EXPECT_EQ(+info.dwModelID, 0x80000529u);
+    EXPECT_STREQ(info.cModelName, "Velor ARX-7QM");
+    EXPECT_EQ(+info.dwNumOfEntries, 5u);
+    EXPECT_STREQ(info.entries[4].cName, "Small:Valiable");
+    EXPECT_EQ(+info.entries[0].dwValue[2], 4u);
+    EXPECT_EQ(+info.dwFixedValue[2], 0x9Fu);
+    EXPECT_EQ(+info.wFixedValue, 11);
+    EXPECT_EQ(+info.dwSetting[5], 0x8000000Fu);
+    EXPECT_EQ(+info.dwFunction[0], 0u);
+    const dsFILE_NAME_PREFIX prefix = {"", "", ""};
+    DWORD clock = 1000;
+    EXPECT_EQ(m_slots->baseWriteSetting(OWNER_NAME, "Someone"), vkRN_OK);
+    EXPECT_EQ(m_slots->baseWriteSetting(CAMERA_TIME, &clock), vkRN_OK);
+    EXPECT_EQ(m_slots->baseWriteSetting(NAME_PREFIX_EX, &prefix), vkRN_OK) << "before the checks";
+    EXPECT_EQ(m_slots->baseWriteSetting(DIRECTORY_SUFFIX, "ABCDE"), vkRN_OK);
+    EXPECT_EQ(m_slots->baseWriteSetting(DIRECTORY_SUFFIX, "ABCD"), kBad) << "after the checks";
+    EXPECT_EQ(m_slots->baseWriteSetting(RESET_NAME_PREFIX, nullptr), vkRN_OK);
+    EXPECT_EQ(m_slots->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr), vkRN_OK);
+    EXPECT_TRUE(m_camera->received().empty()) << m_camera->received().size() << " commands";
+    EXPECT_EQ(m_camera->rapiRequests().size(), requests);
+    EXPECT_EQ(m_camera->settings().owner, sim::SettingsState().owner);
+}
+
+// Debug bit 26 replaces the camera's function information with the canned
+// record after a successful read.
+TEST_F(Settings, CannedFunctionInfoReplacesTheCamerasRecord)
+{
+    LogCapture log(DBGFLAG_CANNED_FUNCTION_INFO | 0x4);
+    dsCAMERA_FUNCTION_INFO info = {};
+    const std::size_t requests = m_camera->rapiRequests().size();
+    ASSERT_EQ(m_slots->baseReadSetting(READ_CAMERA_FUNCTION_INFO, &info), vkRN_OK);
+    EXPECT_EQ(m_camera->rapiRequests().size(), requests + 1) << "the camera was asked";
+    EXPECT_EQ(+info.dwModelID, 0x80000529u);
+    EXPECT_TRUE(log.contains("529 FunctionInfo Set"));
+}
+
+TEST(CannedCamera, UserColorMatrixStoreAndVolumes)
+{
+    DbgCamera camera;
+    dsUSER_COLOR_MATRIX matrix = {6, 2, -2, 1};
+    EXPECT_EQ(camera.Dbg_setUserColorMatrix(&matrix), vkRN_OK);
+    const dsUSER_COLOR_MATRIX refused[] = {{5, 1, 0, 0}, {7, 3, 0, 0}, {7, 1, -3, 0}, {7, 1, 0, 3}};
+    for (const dsUSER_COLOR_MATRIX& bad : refused)
+        EXPECT_EQ(camera.Dbg_setUserColorMatrix(&bad), kBad);
+    dsUSER_COLOR_MATRIX read = {6, 0, 0, 0};
+    EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), vkRN_OK);
+    EXPECT_EQ(+read.dwValue1, 2u);
+    EXPECT_EQ(+read.lValue2, -2);
+    EXPECT_EQ(+read.lValue3, 1);
+    read = {7, 9, 9, 9};
+    EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), vkRN_OK);
+    EXPECT_EQ(+read.dwValue1, 0u) << "mode 7 was never set";
+    read.dwIndex = 8;
+    EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), kBad);
+
+    BYTE volumes[32] = {};
+    WORD count = 0;
+    EXPECT_EQ(camera.Dbg_getVols(volumes, &count), vkRN_OK);
+    EXPECT_EQ(count, 1);
+    dsVOLUME_INFO_ENTRY entry;
+    std::memcpy(&entry, volumes + 4, sizeof(entry));
+    EXPECT_EQ(volumes[0], 1);
+    EXPECT_EQ(+entry.dwFreeSpace1, 0x40000000u);
+    EXPECT_STREQ(reinterpret_cast<const char*>(volumes + 16), "A:");
+}
+
+}  // namespace
+
+namespace {
+
+// Every allocation of every operation fails once in turn: the operation
+// returns 0x02000003, says so in its own words, leaves no block behind and
+// leaves the caller's record as it was. Two exceptions: the model description
+// holds the model ID whatever happens, and a failure inside the drive
+// strings' data read is a failed read (0x02000002).
+TEST_F(Settings, EveryAllocationFailure)
+{
+    struct Case {
+        const char* name;  // appears in an error line of the operation
+        std::function<DWORD(void*)> run;
+        bool dataPhase = false;
+    };
+    DslrObject* o = m_slots;
+    Dslr1394Object* self = m_object;
+    auto read = [o](uint32_t tag) {
+        return [o, tag](void* r) { return o->baseReadSetting(tag, r); };
+    };
+    const dsFILE_NAME_PREFIX prefix = {"ABCD", "EFGH", "IJKL"};
+    const Case cases[] = {
+        {"_rapiGetOwnerName", read(OWNER_NAME)},
+        {"_rapiGetCameraTime", read(CAMERA_TIME)},
+        {"_rapiGetCameraProperty:", read(READ_FIRM_VERSION)},
+        {"_rapiGetCurrentBatt", read(READ_BATT_STATUS)},
+        {"_rapiGetCameraBodyID", read(READ_BODY_ID)},
+        {"_rapiGetCameraFunctionInfo", read(READ_CAMERA_FUNCTION_INFO)},
+        {"_rapiGetDirNameSuffix", read(DIRECTORY_SUFFIX)},
+        {"_rapiGetFileNamePrefix", read(NAME_PREFIX_EX)},
+        {"_rapiGetCameraProperty", [o](void* r) { return o->baseGetModelDescrip(r); }},
+        {"_rapiGetLogicalDriveStrings",
+         [self](void* r) { return self->_rapiGetLogicalDriveStrings(static_cast<char*>(r)); },
+         true},
+        {"_rapiGetDriveFreeSpace",
+         [self](void* r) { return self->_rapiGetDriveFreeSpace("ATA01", r); }},
+        {"_rapiSetOwnerName", [o](void*) { return o->baseWriteSetting(OWNER_NAME, "Ann"); }},
+        {"_rapiSetCameraTime",
+         [o](void*) {
+             DWORD clock = 1700000000;
+             return o->baseWriteSetting(CAMERA_TIME, &clock);
+         }},
+        {"_rapiSetDirectoryNameSuffix",
+         [o](void*) { return o->baseWriteSetting(DIRECTORY_SUFFIX, "ABCDE"); }},
+        {"_rapiSetFileNamePrefix",
+         [o, &prefix](void*) { return o->baseWriteSetting(NAME_PREFIX_EX, &prefix); }},
+        {"_rapiResetFileNamePrefix",
+         [o](void*) { return o->baseWriteSetting(RESET_NAME_PREFIX, nullptr); }},
+        {"_rapiResetDirectoryNameSuffix",
+         [o](void*) { return o->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr); }},
+    };
+    const std::vector<BYTE> untouched(1100, 0xA5);
+    for (const Case& test : cases) {
+        unsigned allocations = 0;
+        {
+            std::vector<BYTE> record = untouched;
+            FaultPlan counting;
+            ASSERT_EQ(test.run(record.data()), vkRN_OK) << test.name;
+            allocations = counting.calls(Op::Malloc) + counting.calls(Op::Calloc);
+        }
+        ASSERT_GT(allocations, 0u) << test.name;
+        for (Op op : {Op::Malloc, Op::Calloc}) {
+            for (unsigned nth = 1; nth <= allocations; ++nth) {
+                SCOPED_TRACE(std::string(test.name) + " " + OpName(op) + " #" +
+                             std::to_string(nth));
+                std::vector<BYTE> record = untouched;
+                LogCapture log(0x1);
+                FaultPlan plan;
+                plan.fail(op, nth);
+                const DWORD result = test.run(record.data());
+                if (plan.calls(op) < nth) continue;
+                const bool readFailed = test.dataPhase && result == vkRNERROR_TRANSFER_FAILED &&
+                                        log.contains("base1394ReadData has error(0x2000002)");
+                EXPECT_TRUE(result == vkRNERROR_OUT_OF_MEMORY || readFailed) << result;
+                EXPECT_EQ(plan.outstandingAllocations(), 0u);
+                if (std::strcmp(test.name, "_rapiGetCameraProperty") == 0)
+                    std::memcpy(record.data(), untouched.data(), 4);  // the model ID
+                EXPECT_EQ(record, untouched);
+                bool ownText = false;
+                for (const std::string& line : log.records())
+                    ownText = ownText || (line.find("<ERROR>") != std::string::npos &&
+                                          line.find(test.name) != std::string::npos);
+                EXPECT_TRUE(ownText);
+            }
+        }
+    }
+}
+
+}  // namespace
