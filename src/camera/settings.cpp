@@ -47,9 +47,9 @@ void putWord(void* record, DWORD value) { std::memcpy(record, &value, sizeof(val
 
 }  // namespace
 
-// A setting read that fails leaves the caller's record as it was: the clock
-// and the battery state are read into the operation's own record and copied
-// out only when the camera answered.
+// A setting read that fails leaves the caller's record as it was, except for
+// the battery state and the clock: they report 0 when the camera could not be
+// read, so that an application never takes an old value for a fresh one.
 uint32_t Dslr1394Object::baseReadSetting(uint32_t dwTag, void* pSetting)
 {
     Dbg_Printf(DBG_TAG_VKRN, DBG_ENTRY, "baseReadSetting(0x%lx)",
@@ -89,7 +89,7 @@ uint32_t Dslr1394Object::baseReadSetting(uint32_t dwTag, void* pSetting)
             case READ_BATT_STATUS: {
                 DWORD status = 0;
                 result = _rapiGetCurrentBatteryStatus(&status);
-                if (result == vkRN_OK) putWord(pSetting, status);
+                putWord(pSetting, result == vkRN_OK ? status : 0);
                 break;
             }
             case READ_FIRM_VERSION: {
@@ -103,7 +103,7 @@ uint32_t Dslr1394Object::baseReadSetting(uint32_t dwTag, void* pSetting)
             case CAMERA_TIME: {
                 DWORD timeRecord[3] = {};
                 result = _rapiGetCameraTime(timeRecord);
-                if (result != vkRN_OK) break;
+                if (result != vkRN_OK) timeRecord[0] = 0;
                 DWORD utc = 0;
                 if (timeRecord[0] != 0 && !Clock_CameraToUtc(timeRecord[0], &utc))
                     Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
@@ -163,12 +163,20 @@ uint32_t Dslr1394Object::baseGetModelDescrip(void* pModelDescrip)
     dsCAMERA_PROPERTY property = {};
     const DWORD result = _rapiGetCameraProperty(&property);
     if (result != vkRN_OK) return result;
+    // The camera's name is read no further than its field: one without a NUL
+    // is cut there, and what is copied always fits the caller's field.
     const char* name = property.cModelName;
-    if (std::strncmp(name, "Velor", 5) == 0) {
-        const std::size_t length = std::strlen(name);
-        name += length < 6 ? length : 6;
+    const void* end = std::memchr(name, '\0', sizeof(property.cModelName));
+    std::size_t length =
+        end != nullptr ? static_cast<const char*>(end) - name : sizeof(property.cModelName);
+    if (length >= 5 && std::strncmp(name, "Velor", 5) == 0) {
+        const std::size_t skipped = length < 6 ? length : 6;
+        name += skipped;
+        length -= skipped;
     }
-    std::memcpy(description->cModelName, name, std::strlen(name) + 1);
+    if (length >= sizeof(description->cModelName)) length = sizeof(description->cModelName) - 1;
+    std::memcpy(description->cModelName, name, length);
+    description->cModelName[length] = '\0';
     Dbg_Printf(DBG_TAG_VKRN, DBG_VALUE, "baseGetModelDescrip: ModelName(%s)",
                description->cModelName);
     return result;
