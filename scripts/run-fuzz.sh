@@ -6,6 +6,20 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${FUZZ_SECONDS:-60}
+
+# clang with libFuzzer is optional: probed by building a fuzz target with it.
+probe=$(mktemp -d)
+echo 'extern "C" int LLVMFuzzerTestOneInput(const unsigned char*, unsigned long) { return 0; }' \
+  > "$probe/probe.cpp"
+if ! clang++ -fsanitize=fuzzer,address "$probe/probe.cpp" -o "$probe/probe" >/dev/null 2>&1; then
+  rm -rf "$probe"
+  printf '\n%s\n### %s\n### %s\n%s\n\n' "################################################################" \
+    "CLANG WITH LIBFUZZER NOT AVAILABLE: fuzzing SKIPPED" \
+    "install the Debian package clang to run it" \
+    "################################################################"
+  exit 0
+fi
+rm -rf "$probe"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DVKRN_BUILD_FUZZ=ON -DVKRN_SANITIZE=address \
   -DVKRN_BUILD_TESTS=OFF -DVKRN_BUILD_TOOLS=OFF -DVKRN_WERROR=ON >/dev/null
 cmake --build build-fuzz -j"${JOBS:-2}" --target path_utilities_fuzzer
