@@ -16,8 +16,7 @@ void* DslrObject::DeletingDestructor(uint32_t deletingFlags)
 }
 
 Dslr1394Object::Dslr1394Object()
-    : m_dbgCamera(),
-      m_pThreadInfo(nullptr),
+    : m_pThreadInfo(nullptr),
       m_bExitNotifyThreadFlg(1),
       m_bExitPollThreadFlg(0),
       m_notifyContext(0),
