@@ -43,6 +43,18 @@ int main(int argc, char** argv)
     bool ok = step("open the port", camera->baseDslrOpenPort(port));
     ok = ok && step("connect (handshake: model ID and block size)",
                     camera->baseOpenCameraComm(0, onEvent, 0));
+    dsMODEL_DESCRIP model = {};
+    ok = ok && step("model description", camera->baseGetModelDescrip(&model));
+    if (ok) std::printf("  model 0x%08" PRIX32 " \"%s\"\n", model.dwModelID, model.cModelName);
+    char firmware[40] = {};
+    ok = ok && step("firmware version", camera->baseReadSetting(READ_FIRM_VERSION, firmware));
+    if (ok) std::printf("  %s\n", firmware);
+    char owner[33] = {};
+    ok = ok && step("owner name", camera->baseReadSetting(OWNER_NAME, owner));
+    if (ok) std::printf("  \"%s\"\n", owner);
+    uint32_t clock = 0;
+    ok = ok && step("camera clock", camera->baseReadSetting(CAMERA_TIME, &clock));
+    if (ok) std::printf("  %" PRIu32 " seconds since 1970 (UTC)\n", clock);
     ok = ok && step("start event notification", camera->baseNotifyStart());
     uint32_t announced = 0;
     char path[] = "ATA01:\\DCIM";
