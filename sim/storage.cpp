@@ -271,18 +271,18 @@ public:
     RapiAnswer putFile(const RapiRequest& request)
     {
         const std::vector<std::uint8_t>& params = request.params;
-        std::vector<std::string> strings;
-        if (params.size() < kPutFileHead || wordAt(params, 0) != 2 ||
-            !stringsOf(params, kPutFileHead, strings) || strings.empty())
+        if (params.size() < kPutFileHead || wordAt(params, 0) != 2)
             return refuse(kRapiBadRecord, 16);
+        const auto nul = std::find(params.begin() + kPutFileHead, params.end(), 0);
+        if (nul == params.end()) return refuse(kRapiBadRecord, 16);
+        const std::string text(params.begin() + kPutFileHead, nul);
         const std::uint32_t mode = wordAt(params, 4);
         const std::uint32_t length = wordAt(params, 8);
-        const std::size_t dataAt = kPutFileHead + strings[0].size() + 1;
-        if ((mode != kFileCreate && mode != kFileAppend) || params.size() < dataAt ||
-            params.size() - dataAt != length)
+        const std::size_t dataAt = kPutFileHead + text.size() + 1;
+        if ((mode != kFileCreate && mode != kFileAppend) || params.size() - dataAt != length)
             return refuse(kRapiBadRecord, 16);
         std::uint32_t error = 0;
-        const std::optional<Located> place = locate(strings[0], error);
+        const std::optional<Located> place = locate(text, error);
         if (!place) return refuse(error, 16);
         if (place->path.empty()) return refuse(kRapiBadRecord, 16);
         Card& card = *place->volume->card;
