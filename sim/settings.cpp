@@ -64,6 +64,13 @@ bool textOf(const std::vector<std::uint8_t>& params, std::string& text)
     return true;
 }
 
+std::int64_t localStandardNow()
+{
+    return static_cast<std::int64_t>(std::time(nullptr)) - zoneOffset();
+}
+
+}  // namespace
+
 long zoneOffset()
 {
 #ifdef _WIN32
@@ -74,13 +81,6 @@ long zoneOffset()
     return timezone;
 #endif
 }
-
-std::int64_t localStandardNow()
-{
-    return static_cast<std::int64_t>(std::time(nullptr)) - zoneOffset();
-}
-
-}  // namespace
 
 const std::array<std::string, 3>& factoryPrefixes()
 {

@@ -43,6 +43,10 @@ constexpr std::uint32_t kRapiNoSuchVolume = 0x00A50103;  // a volume the camera 
 // The function information the camera reports for a model: 1,056 bytes.
 std::vector<std::uint8_t> functionInfoRecord(std::uint32_t modelId, const SettingsState& state);
 
+// The C runtime's zone offset (seconds west of UTC, daylight saving not
+// included), read afresh: the camera keeps local standard time.
+long zoneOffset();
+
 // The camera's clock reading now.
 std::uint32_t cameraClock(const SettingsState& state);
 
