@@ -14,7 +14,8 @@ namespace {
 constexpr std::uint64_t kKiB = 1024;
 constexpr std::uint64_t kDemoCapacity = 2000000 * kKiB;
 constexpr std::uint64_t kSecondCapacity = 512000 * kKiB;
-constexpr std::size_t kRawSize = 3072 * 2048;  // one byte per photosite of the largest image
+constexpr std::size_t kRawSize =
+    std::size_t{3072} * 2048;  // one byte per photosite of the largest image
 constexpr unsigned kImageWidth = 768;
 constexpr unsigned kImageHeight = 512;
 

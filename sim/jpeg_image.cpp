@@ -32,9 +32,10 @@ std::vector<std::uint8_t> demoJpeg(unsigned width, unsigned height, unsigned see
         const unsigned y = info.next_scanline;
         for (unsigned x = 0; x < width; ++x) {
             const unsigned band = ((x / 40 + y / 40 + seed) % 4) * 24;
-            row[3 * x] = static_cast<unsigned char>((x * 255 / width + seed * 60 + band) & 0xFF);
-            row[3 * x + 1] = static_cast<unsigned char>((y * 255 / height + seed * 25) & 0xFF);
-            row[3 * x + 2] = static_cast<unsigned char>((255 - x * 255 / width + band) & 0xFF);
+            unsigned char* pixel = row.data() + std::size_t{3} * x;
+            pixel[0] = static_cast<unsigned char>((x * 255 / width + seed * 60 + band) & 0xFF);
+            pixel[1] = static_cast<unsigned char>((y * 255 / height + seed * 25) & 0xFF);
+            pixel[2] = static_cast<unsigned char>((255 - x * 255 / width + band) & 0xFF);
         }
         unsigned char* line = row.data();
         jpeg_write_scanlines(&info, &line, 1);

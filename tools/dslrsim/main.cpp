@@ -50,8 +50,12 @@ int main(int argc, char** argv)
                       << "\n";
             return 2;
         }
-        for (const std::string& name : card->skipped())
-            notes.push_back(volume + ": not on the card (a name the camera cannot show): " + name);
+        for (const std::string& name : card->skipped()) {
+            std::string note = volume;
+            note += ": not on the card (a name the camera cannot show): ";
+            note += name;
+            notes.push_back(note);
+        }
         for (sim::StorageVolume& slot : storage.volumes) {
             if (slot.name == volume) slot.card = card;
         }
