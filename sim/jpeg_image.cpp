@@ -1,106 +1,242 @@
+// A small baseline JPEG encoder for the demo card. The in-process camera is
+// part of the driver library (the "sim:" ports), which uses the standard
+// library alone, so the images are encoded here rather than with libjpeg:
+// YCbCr without subsampling, one quantisation table, and Huffman tables
+// that give every DC symbol 4 bits and every AC symbol 8 (any table a file
+// defines is valid baseline JPEG). The tests decode the images with
+// libjpeg-turbo, as an image viewer does.
+
 #include "sim/jpeg_image.h"
 
-#ifdef VKRN_HAVE_LIBJPEG
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
-#include <cstdio>  // jpeglib.h needs FILE declared first
-#include <cstdlib>
-#include <jpeglib.h>
-#endif
 
 namespace sim {
 
-#ifdef VKRN_HAVE_LIBJPEG
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr int kDcSymbols = 12;  // DC sizes 0 to 11
+constexpr int kDcBits = 4;
+constexpr int kAcBits = 8;
+
+class BitWriter {
+public:
+    explicit BitWriter(std::vector<std::uint8_t>& out) : m_out(out) {}
+    void put(std::uint32_t code, int length)
+    {
+        for (int i = length - 1; i >= 0; --i) {
+            m_byte = static_cast<std::uint8_t>((m_byte << 1) | ((code >> i) & 1));
+            if (++m_count == 8) flushByte();
+        }
+    }
+    // The last byte is padded with 1 bits.
+    void finish()
+    {
+        while (m_count != 0) put(1, 1);
+    }
+
+private:
+    void flushByte()
+    {
+        m_out.push_back(m_byte);
+        if (m_byte == 0xFF) m_out.push_back(0x00);  // a data byte 0xFF is stuffed
+        m_byte = 0;
+        m_count = 0;
+    }
+    std::vector<std::uint8_t>& m_out;
+    std::uint8_t m_byte = 0;
+    int m_count = 0;
+};
+
+void put16(std::vector<std::uint8_t>& out, unsigned value)
+{
+    out.push_back(static_cast<std::uint8_t>(value >> 8));
+    out.push_back(static_cast<std::uint8_t>(value & 0xFF));
+}
+
+// The AC symbols: run 0 to 15 and size 1 to 10, end of block and the run of
+// sixteen zeros; their code is their index in this order.
+std::vector<std::uint8_t> acSymbols()
+{
+    std::vector<std::uint8_t> symbols = {0x00, 0xF0};
+    for (int run = 0; run < 16; ++run)
+        for (int size = 1; size <= 10; ++size)
+            symbols.push_back(static_cast<std::uint8_t>(run << 4 | size));
+    return symbols;
+}
+
+// Position i of the zig-zag order as a row-major index.
+std::vector<int> zigzag()
+{
+    std::vector<int> order;
+    for (int sum = 0; sum < 15; ++sum) {
+        for (int i = 0; i <= sum; ++i) {
+            const int row = sum % 2 == 0 ? sum - i : i;
+            const int column = sum - row;
+            if (row < 8 && column < 8) order.push_back(row * 8 + column);
+        }
+    }
+    return order;
+}
+
+int sizeOf(int value)
+{
+    int size = 0;
+    for (int magnitude = value < 0 ? -value : value; magnitude != 0; magnitude >>= 1) ++size;
+    return size;
+}
+
+// A coefficient's size bits: the value, or for a negative one its
+// complement, in `size` bits.
+std::uint32_t bitsOf(int value, int size)
+{
+    return static_cast<std::uint32_t>(value < 0 ? value + (1 << size) - 1 : value);
+}
+
+struct Encoder {
+    std::vector<std::uint8_t> symbols = acSymbols();
+    std::vector<int> order = zigzag();
+    int quant[64];
+    double cosines[8][8];
+
+    Encoder()
+    {
+        for (int i = 0; i < 64; ++i) quant[i] = 4 + 2 * (i / 8 + i % 8);
+        for (int x = 0; x < 8; ++x)
+            for (int u = 0; u < 8; ++u) cosines[x][u] = std::cos((2 * x + 1) * u * kPi / 16);
+    }
+
+    int acCode(int run, int size) const
+    {
+        const std::uint8_t symbol = static_cast<std::uint8_t>(run << 4 | size);
+        for (std::size_t i = 0; i < symbols.size(); ++i)
+            if (symbols[i] == symbol) return static_cast<int>(i);
+        return 0;
+    }
+
+    void block(BitWriter& bits, const double (&samples)[64], int& previousDc) const
+    {
+        // The two-dimensional transform as rows, then columns.
+        double rows[64];
+        for (int y = 0; y < 8; ++y) {
+            for (int u = 0; u < 8; ++u) {
+                double sum = 0;
+                for (int x = 0; x < 8; ++x) sum += samples[y * 8 + x] * cosines[x][u];
+                rows[y * 8 + u] = sum;
+            }
+        }
+        int coefficients[64];
+        for (int v = 0; v < 8; ++v) {
+            for (int u = 0; u < 8; ++u) {
+                double sum = 0;
+                for (int y = 0; y < 8; ++y) sum += rows[y * 8 + u] * cosines[y][v];
+                const double cu = u == 0 ? std::sqrt(0.5) : 1.0;
+                const double cv = v == 0 ? std::sqrt(0.5) : 1.0;
+                coefficients[v * 8 + u] =
+                    static_cast<int>(std::lround(0.25 * cu * cv * sum / quant[v * 8 + u]));
+            }
+        }
+        const int dc = coefficients[0];
+        const int difference = dc - previousDc;
+        previousDc = dc;
+        const int dcSize = sizeOf(difference);
+        bits.put(static_cast<std::uint32_t>(dcSize), kDcBits);
+        bits.put(bitsOf(difference, dcSize), dcSize);
+        int run = 0;
+        for (int i = 1; i < 64; ++i) {
+            int value = coefficients[order[static_cast<std::size_t>(i)]];
+            if (value > 1023) value = 1023;  // sizes stop at 10
+            if (value < -1023) value = -1023;
+            if (value == 0) {
+                ++run;
+                continue;
+            }
+            while (run >= 16) {
+                bits.put(1, kAcBits);  // sixteen zeros
+                run -= 16;
+            }
+            const int size = sizeOf(value);
+            bits.put(static_cast<std::uint32_t>(acCode(run, size)), kAcBits);
+            bits.put(bitsOf(value, size), size);
+            run = 0;
+        }
+        if (run > 0) bits.put(0, kAcBits);  // end of block
+    }
+
+    std::vector<std::uint8_t> headers(unsigned width, unsigned height) const
+    {
+        std::vector<std::uint8_t> out = {0xFF, 0xD8,  // start of image, JFIF
+                                         0xFF, 0xE0, 0x00, 0x10, 'J',  'F',  'I',  'F',  0x00,
+                                         0x01, 0x01, 0x00, 0x00, 0x01, 0x00, 0x01, 0x00, 0x00};
+        out.insert(out.end(), {0xFF, 0xDB, 0x00, 0x43, 0x00});  // the quantisation table
+        for (int i = 0; i < 64; ++i)
+            out.push_back(static_cast<std::uint8_t>(quant[order[static_cast<std::size_t>(i)]]));
+        out.insert(out.end(), {0xFF, 0xC0, 0x00, 0x11, 0x08});  // baseline frame
+        put16(out, height);
+        put16(out, width);
+        out.insert(out.end(), {0x03, 0x01, 0x11, 0x00, 0x02, 0x11, 0x00, 0x03, 0x11, 0x00});
+        // DC table 0: twelve 4-bit codes.
+        out.insert(out.end(), {0xFF, 0xC4});
+        put16(out, 2 + 1 + 16 + kDcSymbols);
+        out.push_back(0x00);
+        for (int length = 1; length <= 16; ++length)
+            out.push_back(length == kDcBits ? kDcSymbols : 0);
+        for (int symbol = 0; symbol < kDcSymbols; ++symbol)
+            out.push_back(static_cast<std::uint8_t>(symbol));
+        // AC table 0: 162 8-bit codes.
+        out.insert(out.end(), {0xFF, 0xC4});
+        put16(out, static_cast<unsigned>(2 + 1 + 16 + symbols.size()));
+        out.push_back(0x10);
+        for (int length = 1; length <= 16; ++length)
+            out.push_back(length == kAcBits ? static_cast<std::uint8_t>(symbols.size()) : 0);
+        out.insert(out.end(), symbols.begin(), symbols.end());
+        // One scan of the three components, all with tables 0.
+        out.insert(out.end(), {0xFF, 0xDA, 0x00, 0x0C, 0x03, 0x01, 0x00, 0x02, 0x00, 0x03, 0x00,
+                               0x00, 0x3F, 0x00});
+        return out;
+    }
+};
+
+// The demo picture: a gradient with diagonal bands, its colours turned by
+// the seed.
+void pixel(unsigned x, unsigned y, unsigned width, unsigned height, unsigned seed, double (&rgb)[3])
+{
+    const unsigned band = ((x / 40 + y / 40 + seed) % 4) * 24;
+    rgb[0] = static_cast<double>((x * 255 / width + seed * 60 + band) & 0xFF);
+    rgb[1] = static_cast<double>((y * 255 / height + seed * 25) & 0xFF);
+    rgb[2] = static_cast<double>((255 - x * 255 / width + band) & 0xFF);
+}
+
+}  // namespace
 
 std::vector<std::uint8_t> demoJpeg(unsigned width, unsigned height, unsigned seed)
 {
-    jpeg_compress_struct info;
-    jpeg_error_mgr errors;
-    info.err = jpeg_std_error(&errors);  // an encoder error ends the process: only our own input
-    jpeg_create_compress(&info);
-    unsigned char* buffer = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&info, &buffer, &size);
-    info.image_width = width;
-    info.image_height = height;
-    info.input_components = 3;
-    info.in_color_space = JCS_RGB;
-    jpeg_set_defaults(&info);
-    jpeg_set_quality(&info, 85, TRUE);
-    jpeg_start_compress(&info, TRUE);
-    std::vector<unsigned char> row(static_cast<std::size_t>(width) * 3);
-    while (info.next_scanline < height) {
-        const unsigned y = info.next_scanline;
-        for (unsigned x = 0; x < width; ++x) {
-            const unsigned band = ((x / 40 + y / 40 + seed) % 4) * 24;
-            unsigned char* pixel = row.data() + std::size_t{3} * x;
-            pixel[0] = static_cast<unsigned char>((x * 255 / width + seed * 60 + band) & 0xFF);
-            pixel[1] = static_cast<unsigned char>((y * 255 / height + seed * 25) & 0xFF);
-            pixel[2] = static_cast<unsigned char>((255 - x * 255 / width + band) & 0xFF);
+    static const Encoder encoder;
+    std::vector<std::uint8_t> out = encoder.headers(width, height);
+    BitWriter bits(out);
+    int previous[3] = {0, 0, 0};
+    for (unsigned top = 0; top < height; top += 8) {
+        for (unsigned left = 0; left < width; left += 8) {
+            double planes[3][64];
+            for (unsigned i = 0; i < 64; ++i) {
+                // Edge blocks repeat the last row and column.
+                const unsigned x = std::min(left + i % 8, width - 1);
+                const unsigned y = std::min(top + i / 8, height - 1);
+                double rgb[3];
+                pixel(x, y, width, height, seed, rgb);
+                planes[0][i] = 0.299 * rgb[0] + 0.587 * rgb[1] + 0.114 * rgb[2] - 128;
+                planes[1][i] = -0.168736 * rgb[0] - 0.331264 * rgb[1] + 0.5 * rgb[2];
+                planes[2][i] = 0.5 * rgb[0] - 0.418688 * rgb[1] - 0.081312 * rgb[2];
+            }
+            for (int component = 0; component < 3; ++component)
+                encoder.block(bits, planes[component], previous[component]);
         }
-        unsigned char* line = row.data();
-        jpeg_write_scanlines(&info, &line, 1);
     }
-    jpeg_finish_compress(&info);
-    std::vector<std::uint8_t> image(buffer, buffer + size);
-    jpeg_destroy_compress(&info);
-    std::free(buffer);  // jpeg_mem_dest allocates with malloc
-    return image;
+    bits.finish();
+    out.insert(out.end(), {0xFF, 0xD9});  // end of image
+    return out;
 }
-
-#else
-
-// A 16 x 16 gradient, encoded once with libjpeg-turbo at quality 75.
-std::vector<std::uint8_t> demoJpeg(unsigned, unsigned, unsigned)
-{
-    static const std::uint8_t kImage[] = {
-        0xFF, 0xD8, 0xFF, 0xE0, 0x00, 0x10, 0x4A, 0x46, 0x49, 0x46, 0x00, 0x01, 0x01, 0x00, 0x00,
-        0x01, 0x00, 0x01, 0x00, 0x00, 0xFF, 0xDB, 0x00, 0x43, 0x00, 0x08, 0x06, 0x06, 0x07, 0x06,
-        0x05, 0x08, 0x07, 0x07, 0x07, 0x09, 0x09, 0x08, 0x0A, 0x0C, 0x14, 0x0D, 0x0C, 0x0B, 0x0B,
-        0x0C, 0x19, 0x12, 0x13, 0x0F, 0x14, 0x1D, 0x1A, 0x1F, 0x1E, 0x1D, 0x1A, 0x1C, 0x1C, 0x20,
-        0x24, 0x2E, 0x27, 0x20, 0x22, 0x2C, 0x23, 0x1C, 0x1C, 0x28, 0x37, 0x29, 0x2C, 0x30, 0x31,
-        0x34, 0x34, 0x34, 0x1F, 0x27, 0x39, 0x3D, 0x38, 0x32, 0x3C, 0x2E, 0x33, 0x34, 0x32, 0xFF,
-        0xDB, 0x00, 0x43, 0x01, 0x09, 0x09, 0x09, 0x0C, 0x0B, 0x0C, 0x18, 0x0D, 0x0D, 0x18, 0x32,
-        0x21, 0x1C, 0x21, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32,
-        0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32,
-        0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32,
-        0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0xFF, 0xC0, 0x00, 0x11, 0x08, 0x00, 0x10,
-        0x00, 0x10, 0x03, 0x01, 0x22, 0x00, 0x02, 0x11, 0x01, 0x03, 0x11, 0x01, 0xFF, 0xC4, 0x00,
-        0x1F, 0x00, 0x00, 0x01, 0x05, 0x01, 0x01, 0x01, 0x01, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00,
-        0x00, 0x00, 0x00, 0x00, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A, 0x0B,
-        0xFF, 0xC4, 0x00, 0xB5, 0x10, 0x00, 0x02, 0x01, 0x03, 0x03, 0x02, 0x04, 0x03, 0x05, 0x05,
-        0x04, 0x04, 0x00, 0x00, 0x01, 0x7D, 0x01, 0x02, 0x03, 0x00, 0x04, 0x11, 0x05, 0x12, 0x21,
-        0x31, 0x41, 0x06, 0x13, 0x51, 0x61, 0x07, 0x22, 0x71, 0x14, 0x32, 0x81, 0x91, 0xA1, 0x08,
-        0x23, 0x42, 0xB1, 0xC1, 0x15, 0x52, 0xD1, 0xF0, 0x24, 0x33, 0x62, 0x72, 0x82, 0x09, 0x0A,
-        0x16, 0x17, 0x18, 0x19, 0x1A, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2A, 0x34, 0x35, 0x36, 0x37,
-        0x38, 0x39, 0x3A, 0x43, 0x44, 0x45, 0x46, 0x47, 0x48, 0x49, 0x4A, 0x53, 0x54, 0x55, 0x56,
-        0x57, 0x58, 0x59, 0x5A, 0x63, 0x64, 0x65, 0x66, 0x67, 0x68, 0x69, 0x6A, 0x73, 0x74, 0x75,
-        0x76, 0x77, 0x78, 0x79, 0x7A, 0x83, 0x84, 0x85, 0x86, 0x87, 0x88, 0x89, 0x8A, 0x92, 0x93,
-        0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9A, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7, 0xA8, 0xA9,
-        0xAA, 0xB2, 0xB3, 0xB4, 0xB5, 0xB6, 0xB7, 0xB8, 0xB9, 0xBA, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6,
-        0xC7, 0xC8, 0xC9, 0xCA, 0xD2, 0xD3, 0xD4, 0xD5, 0xD6, 0xD7, 0xD8, 0xD9, 0xDA, 0xE1, 0xE2,
-        0xE3, 0xE4, 0xE5, 0xE6, 0xE7, 0xE8, 0xE9, 0xEA, 0xF1, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7,
-        0xF8, 0xF9, 0xFA, 0xFF, 0xC4, 0x00, 0x1F, 0x01, 0x00, 0x03, 0x01, 0x01, 0x01, 0x01, 0x01,
-        0x01, 0x01, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01, 0x02, 0x03, 0x04, 0x05,
-        0x06, 0x07, 0x08, 0x09, 0x0A, 0x0B, 0xFF, 0xC4, 0x00, 0xB5, 0x11, 0x00, 0x02, 0x01, 0x02,
-        0x04, 0x04, 0x03, 0x04, 0x07, 0x05, 0x04, 0x04, 0x00, 0x01, 0x02, 0x77, 0x00, 0x01, 0x02,
-        0x03, 0x11, 0x04, 0x05, 0x21, 0x31, 0x06, 0x12, 0x41, 0x51, 0x07, 0x61, 0x71, 0x13, 0x22,
-        0x32, 0x81, 0x08, 0x14, 0x42, 0x91, 0xA1, 0xB1, 0xC1, 0x09, 0x23, 0x33, 0x52, 0xF0, 0x15,
-        0x62, 0x72, 0xD1, 0x0A, 0x16, 0x24, 0x34, 0xE1, 0x25, 0xF1, 0x17, 0x18, 0x19, 0x1A, 0x26,
-        0x27, 0x28, 0x29, 0x2A, 0x35, 0x36, 0x37, 0x38, 0x39, 0x3A, 0x43, 0x44, 0x45, 0x46, 0x47,
-        0x48, 0x49, 0x4A, 0x53, 0x54, 0x55, 0x56, 0x57, 0x58, 0x59, 0x5A, 0x63, 0x64, 0x65, 0x66,
-        0x67, 0x68, 0x69, 0x6A, 0x73, 0x74, 0x75, 0x76, 0x77, 0x78, 0x79, 0x7A, 0x82, 0x83, 0x84,
-        0x85, 0x86, 0x87, 0x88, 0x89, 0x8A, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9A,
-        0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7, 0xA8, 0xA9, 0xAA, 0xB2, 0xB3, 0xB4, 0xB5, 0xB6, 0xB7,
-        0xB8, 0xB9, 0xBA, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xC7, 0xC8, 0xC9, 0xCA, 0xD2, 0xD3, 0xD4,
-        0xD5, 0xD6, 0xD7, 0xD8, 0xD9, 0xDA, 0xE2, 0xE3, 0xE4, 0xE5, 0xE6, 0xE7, 0xE8, 0xE9, 0xEA,
-        0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7, 0xF8, 0xF9, 0xFA, 0xFF, 0xDA, 0x00, 0x0C, 0x03, 0x01,
-        0x00, 0x02, 0x11, 0x03, 0x11, 0x00, 0x3F, 0x00, 0xF3, 0xFB, 0x1D, 0x0B, 0xA7, 0xC9, 0x5D,
-        0x35, 0x86, 0x85, 0xD3, 0xE4, 0xAE, 0x96, 0xC3, 0x42, 0xE9, 0xF2, 0x57, 0x4F, 0x63, 0xA1,
-        0x74, 0xF9, 0x2B, 0x4C, 0x5E, 0x6B, 0xE6, 0x2E, 0x1F, 0xCE, 0xF6, 0xD4, 0xFF, 0xD9,
-    };
-    return std::vector<std::uint8_t>(kImage, kImage + sizeof(kImage));
-}
-
-#endif
 
 }  // namespace sim
