@@ -379,10 +379,11 @@ TEST_F(Storage, PathsEachCameraGenerationReceives)
     }
 }
 
-// Debug bit 21: ATA02 is asked of ATA01 and its listing named ATA02 again.
-TEST_F(Storage, VolumeRenamingOfDebugBit21)
+// Debug bit 21: ATA02 is asked of ATA01 and its listing named ATA02 again;
+// bit 16 adds the file read's timing lines.
+TEST_F(Storage, VolumeRenamingAndTimingTraces)
 {
-    LogCapture log(DBGFLAG_RENAME_ATA02);
+    LogCapture log(DBGFLAG_RENAME_ATA02 | DBGFLAG_EXTRA_TIMING | 0x7F);
     m_object->m_bDirSubtreeMode = 0;
     const std::vector<Listed> entries = list("ATA02:\\DCIM", 1);
     EXPECT_EQ(lastParams().substr(1, 12), std::string("ATA01:\\DCIM\0", 12));
@@ -393,6 +394,10 @@ TEST_F(Storage, VolumeRenamingOfDebugBit21)
     EXPECT_EQ(m_slots->baseGetFile("ATA02:\\DCIM\\100VELOR\\IMG_0001.JPG", &length), vkRN_OK);
     EXPECT_EQ(lastParams().substr(4, 34),
               std::string("ATA01:\\DCIM\\100VELOR\\IMG_0001.JPG\0", 34));
+    EXPECT_TRUE(log.contains("EnterLLFunction(GetFile)"));
+    EXPECT_TRUE(
+        log.contains("LeaveLLFunction(GetFile:DataLength (" + std::to_string(length) + ")byte"));
+    EXPECT_TRUE(log.contains("  Utl_SwapBufferData: bingo!!"));
     const std::string longPath = "ATA02:\\" + std::string(250, 'A');
     EXPECT_EQ(m_slots->baseGetFile(longPath.c_str(), &length), vkRNERROR_INVALID_PARAMETER);
 }
