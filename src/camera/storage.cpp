@@ -7,7 +7,7 @@
 #include "camera/storage_request.h"
 
 #include "VKRNQ402.h"
-#include "log/dbg_log.h"
+#include "log/function_trace.h"
 #include "memory/tracked_memory.h"
 #include "object/Dslr1394Object.h"
 #include "platform/platform_api.h"
@@ -422,7 +422,7 @@ uint32_t Dslr1394Object::baseCreateDCFDir(const char* pszDcfName, char* pszDirPa
 // empty first drive string means the camera serves no volume.
 uint32_t Dslr1394Object::baseGetVols(void* pVolInfo, uint16_t* pwNumEntries)
 {
-    Dbg_Printf(DBG_TAG_VKRN, DBG_ENTRY, "baseGetVols");
+    FunctionTrace trace(DBG_TAG_VKRN, "baseGetVols");
     if (pVolInfo == nullptr) return refuse("DestVolInfoDataPtr is NULL in baseGetVols()");
     if (pwNumEntries == nullptr) return refuse("NumOfVolInfo_Ptr is NULL in baseGetVols()");
     if (flagSet(DBGFLAG_CANNED_ANSWERS)) return m_dbgCamera.Dbg_getVols(pVolInfo, pwNumEntries);
@@ -474,6 +474,5 @@ uint32_t Dslr1394Object::baseGetVols(void* pVolInfo, uint16_t* pwNumEntries)
     Dbg_Printf(DBG_TAG_VKRN, DBG_VALUE, "NumOfVolInfo_Ptr(0x%lx)",
                static_cast<unsigned long>(*pwNumEntries));
     Dbg_Dump(DBG_TAG_VKRN, "DestVolInfoDataPtr", pVolInfo, written);
-    Dbg_Printf(DBG_TAG_VKRN, DBG_EXIT, "baseGetVols");
     return result;
 }

@@ -7,7 +7,7 @@
 #include "camera/storage_request.h"
 
 #include "VKRNQ402.h"
-#include "log/dbg_log.h"
+#include "log/function_trace.h"
 #include "memory/tracked_memory.h"
 #include "object/Dslr1394Object.h"
 #include "rapi/command_table.h"
@@ -51,7 +51,7 @@ bool renameFirstVolume(BYTE* copy, DWORD* length)
 
 uint32_t Dslr1394Object::baseGetDirs(void* pDirSubtree, uint32_t* pdwLength)
 {
-    Dbg_Printf(DBG_TAG_VKRN, DBG_ENTRY, "baseGetDirs");
+    FunctionTrace trace(DBG_TAG_VKRN, "baseGetDirs", "baseGetDir");
     auto* list = static_cast<BYTE*>(pDirSubtree);
     if (list == nullptr)
         return failWith("DirSubtrees is NULL in baseGetDirs()", vkRNERROR_INVALID_PARAMETER);
@@ -116,7 +116,6 @@ uint32_t Dslr1394Object::baseGetDirs(void* pDirSubtree, uint32_t* pdwLength)
     MEM_FreeMemory(copy);
     Dbg_Printf(DBG_TAG_VKRN, DBG_DATALEN, "(%d)byte retrun baseGetDir()",
                static_cast<int>(*pdwLength));
-    Dbg_Printf(DBG_TAG_VKRN, DBG_EXIT, "baseGetDir");
     return result;
 }
 
