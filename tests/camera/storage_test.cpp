@@ -8,6 +8,7 @@
 #include "camera/camera_clock.h"
 #include "log/dbg_log.h"
 #include "platform/scsiscan.h"
+#include "sim/memory_card.h"
 #include "sim/storage.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
@@ -376,6 +377,54 @@ TEST_F(Storage, PathsEachCameraGenerationReceives)
         // The camera answers listings in its own syntax.
         EXPECT_EQ(list("ATA01:\\DCIM", 1).front().path,
                   model == 0x80000402u ? "ATA01:\\DCIM\\100VELOR" : "/ATA01\\DCIM\\100VELOR");
+    }
+}
+
+// What the camera refuses it refuses whole: the card stays as it was.
+TEST_F(Storage, CameraRefusalsChangeNothing)
+{
+    sim::StorageState state = m_camera->storage();
+    state.volumes[1].card = std::make_shared<sim::MemoryCard>(0x20000);  // 128 KiB
+    m_camera->setStorage(state);
+    const Bytes block(0xFF00, 0x11);
+    ASSERT_EQ(m_slots->basePutFile("ATA02:\\A.BIN", 0xFF00, 0, block.data()), vkRN_OK);
+    auto error = [](std::uint32_t camera) { return 0x02000000u | (camera & 0xFFFF); };
+    DslrObject* o = m_slots;
+    struct Case {
+        const char* name;
+        std::function<DWORD()> run;
+        DWORD result;
+    } cases[] = {
+        {"card full",
+         [&] {
+             o->basePutFile("ATA02:\\A.BIN", 0xFF00, 1, block.data());
+             return o->basePutFile("ATA02:\\A.BIN", 0xFF00, 1, block.data());
+         },
+         error(sim::kRapiCardFull)},
+        {"append to no file", [&] { return o->basePutFile("ATA02:\\B.BIN", 1, 1, "x"); },
+         error(sim::kRapiNoSuchPath)},
+        {"unknown file parameter", [&] { return o->basePutFile("ATA02:\\B.BIN", 1, 7, "x"); },
+         error(sim::kRapiBadRecord)},
+        {"a name longer than 8.3",
+         [&] { return o->basePutFile("ATA02:\\LONGNAME1.JPG", 1, 0, "x"); },
+         error(sim::kRapiValueRefused)},
+        {"out of the card", [&] { return o->basecreateDir("ATA02:\\..\\X"); },
+         error(sim::kRapiValueRefused)},
+        {"no such volume", [&] { return o->basecreateDir("ATA09:\\X"); },
+         error(sim::kRapiNoSuchVolume)},
+        {"no parent", [&] { return o->basecreateDir("ATA02:\\X\\Y"); },
+         error(sim::kRapiNoSuchPath)},
+        {"a directory that holds files",
+         [&] { return o->baseDeleteFiles(pathList({"ATA01:\\DCIM"}).data()); },
+         error(sim::kRapiNotEmpty)},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.name);
+        EXPECT_EQ(test.run(), test.result);
+        const std::vector<Listed> second = list("ATA02:\\");
+        ASSERT_EQ(second.size(), 1u);
+        EXPECT_EQ(second[0].size, 2u * 0xFF00) << "the first append fitted";
+        EXPECT_EQ(list("ATA01:\\DCIM", 1).size(), 1u);
     }
 }
 
