@@ -1,6 +1,7 @@
 // A host application's session with the camera, using nothing but the public
 // header and the two exports: open the port, connect, start notification,
-// ask the camera for a test data phase, try a raw read, and close it all.
+// ask the camera for a test data phase, try a raw read, list the cards and
+// the files on the first one, download them, and close it all.
 //
 //   host_session [PORT]     PORT defaults to "sim:demo", the in-process camera;
 //                           "unix:PATH" or "tcp:HOST:PORT" reach a dslrsim.
@@ -12,6 +13,9 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -27,6 +31,55 @@ bool step(const char* what, uint32_t result, uint32_t expected = vkRN_OK)
     std::printf("%-52s -> 0x%08" PRIX32 "%s\n", what, result,
                 result == expected ? "" : "   (unexpected)");
     return result == expected;
+}
+
+// The volumes, then every file of the first volume's listing, each read in
+// blocks of the camera's size.
+bool showCards(DslrObject* camera)
+{
+    unsigned char volumes[273] = {};
+    uint16_t count = 3;
+    if (!step("storage volumes", camera->baseGetVols(volumes, &count))) return false;
+    uint32_t entries = 0;
+    std::memcpy(&entries, volumes, 4);
+    for (std::size_t i = 0, at = 4; i < entries; ++i) {
+        uint32_t freeKiB = 0, totalKiB = 0;
+        std::memcpy(&freeKiB, volumes + at + 4, 4);
+        std::memcpy(&totalKiB, volumes + at + 8, 4);
+        const char* name = reinterpret_cast<const char*>(volumes + at + 12);
+        std::printf("  %s: %" PRIu32 " of %" PRIu32 " KiB free\n", name, freeKiB, totalKiB);
+        at += 12 + std::strlen(name) + 1;
+    }
+    const char request[] =
+        "\x3F"
+        "ATA01:\\\0\0";  // the whole tree, then the end entry
+    std::vector<unsigned char> list(request, request + sizeof(request));
+    uint32_t length = 0;
+    if (!step("list ATA01", camera->baseGetDirs(list.data(), &length))) return false;
+    std::vector<unsigned char> listing(length);
+    if (!step("read the listing", camera->baseDslrReadData(listing.data(), length))) return false;
+    bool ok = true;
+    for (std::size_t at = 0; ok && at + 10 < listing.size();) {
+        uint16_t attributes = 0;
+        uint32_t size = 0;
+        std::memcpy(&attributes, &listing[at], 2);
+        std::memcpy(&size, &listing[at + 2], 4);
+        const std::string path = reinterpret_cast<const char*>(&listing[at + 10]);
+        if (path.empty()) break;
+        at += 10 + path.size() + 1;
+        if (attributes & 0x10) continue;  // a directory
+        uint32_t announced = 0;
+        ok = step(("get " + path).c_str(), camera->baseGetFile(path.c_str(), &announced));
+        std::vector<unsigned char> data(announced);
+        for (uint32_t done = 0; ok && done < announced; done += 0xFF00) {
+            const uint32_t part = announced - done < 0xFF00 ? announced - done : 0xFF00;
+            ok = camera->baseDslrReadData(data.data() + done, part) == vkRN_OK;
+        }
+        std::printf("  %" PRIu32 " bytes%s\n", announced,
+                    ok && announced == size ? " read" : "   (unexpected)");
+        ok = ok && announced == size;
+    }
+    return ok;
 }
 
 }  // namespace
@@ -66,6 +119,7 @@ int main(int argc, char** argv)
     // there is no announced data to read.
     ok = ok && step("raw data read right after it",
                     camera->baseDslrReadData(buffer, sizeof(buffer)), vkRNERROR_NO_DATA_PHASE);
+    ok = ok && showCards(camera);
     ok = step("stop event notification", camera->baseNotifyTerminate()) && ok;
     ok = step("close the connection", camera->baseCloseCameraComm()) && ok;
     ok = step("close the port", camera->baseDslrClosePort()) && ok;

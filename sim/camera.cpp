@@ -21,6 +21,8 @@ bool isWrite(std::uint8_t opcode) { return opcode == 0x2A || opcode == 0xAA; }
 Camera::Camera(CameraOptions options) : m_options(options)
 {
     registerSettings(m_remoteApi, m_settings, m_options.modelId);
+    m_storage = defaultStorage(cameraClock(m_settings));
+    registerStorage(m_remoteApi, m_storage, m_settings, m_options.modelId);
 }
 
 CommandResult Camera::execute(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
@@ -208,6 +210,18 @@ void Camera::setSettings(const SettingsState& state)
 {
     std::lock_guard<std::mutex> guard(m_lock);
     m_settings = state;
+}
+
+StorageState Camera::storage() const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_storage;
+}
+
+void Camera::setStorage(const StorageState& state)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_storage = state;
 }
 
 std::vector<ReceivedCommand> Camera::received() const

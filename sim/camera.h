@@ -15,6 +15,7 @@
 #include "sim/message_port.h"
 #include "sim/remote_api.h"
 #include "sim/settings.h"
+#include "sim/storage.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -93,6 +94,11 @@ public:
     // a whole new state.
     SettingsState settings() const;
     void setSettings(const SettingsState& state);
+    // The storage family's state (sim/storage.h): the volumes and the cards
+    // in them. A copy shares the cards, so a test can look into a card
+    // between commands; a new state puts other cards in the slots.
+    StorageState storage() const;
+    void setStorage(const StorageState& state);
 
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
@@ -111,6 +117,7 @@ private:
     EventQueue m_events;
     RemoteApi m_remoteApi;
     SettingsState m_settings;
+    StorageState m_storage;
     bool m_silent = false;
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;

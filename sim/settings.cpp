@@ -1,7 +1,6 @@
 #include "sim/settings.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <ctime>
 #include <iterator>
@@ -65,6 +64,13 @@ bool textOf(const std::vector<std::uint8_t>& params, std::string& text)
     return true;
 }
 
+std::int64_t localStandardNow()
+{
+    return static_cast<std::int64_t>(std::time(nullptr)) - zoneOffset();
+}
+
+}  // namespace
+
 long zoneOffset()
 {
 #ifdef _WIN32
@@ -75,21 +81,6 @@ long zoneOffset()
     return timezone;
 #endif
 }
-
-std::int64_t localStandardNow()
-{
-    return static_cast<std::int64_t>(std::time(nullptr)) - zoneOffset();
-}
-
-bool sameName(const std::string& a, const std::string& b)
-{
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return std::toupper(static_cast<unsigned char>(x)) ==
-                      std::toupper(static_cast<unsigned char>(y));
-           });
-}
-
-}  // namespace
 
 const std::array<std::string, 3>& factoryPrefixes()
 {
@@ -227,31 +218,6 @@ void registerSettings(RemoteApi& engine, SettingsState& state, const std::uint32
     engine.define(0x12100023, [s](const RapiRequest&) { return word(s->bodyId); });
     engine.define(0x12100024, [s, model](const RapiRequest&) {
         return record(functionInfoRecord(*model, *s));
-    });
-    // Drive strings: the volumes' names one after the other, each with its
-    // NUL, and an empty one at the end; announced in the reply's first word.
-    engine.define(0x1120000E, [s](const RapiRequest&) {
-        RapiAnswer answer;
-        for (const Volume& volume : s->volumes) {
-            answer.data.insert(answer.data.end(), volume.name.begin(), volume.name.end());
-            answer.data.push_back(0);
-        }
-        answer.data.push_back(0);
-        answer.record.assign(16, 0);
-        put32(answer.record, 0, static_cast<std::uint32_t>(answer.data.size()));
-        return answer;
-    });
-    engine.define(0x1110000D, [s](const RapiRequest& request) {  // free space
-        std::string drive;
-        if (!textOf(request.params, drive)) return refuse(kRapiBadRecord, 8);
-        for (const Volume& volume : s->volumes) {
-            if (!sameName(volume.name, drive)) continue;
-            std::vector<std::uint8_t> bytes(8, 0);
-            put32(bytes, 0, volume.freeKiB);
-            put32(bytes, 4, volume.totalKiB);
-            return record(std::move(bytes));
-        }
-        return refuse(kRapiNoSuchVolume, 8);
     });
 }
 

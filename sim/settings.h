@@ -1,7 +1,7 @@
 // The camera's settings family of Remote API commands: clock, owner name,
 // file-name prefixes and directory suffix with their factory values, body
-// ID, battery, the property record, the function information, and the drive
-// strings and free space of the volumes it serves. The state is a plain
+// ID, battery, the property record and the function information (the drive
+// strings and free space belong to the storage family). The state is a plain
 // struct that lives as long as the camera; tests read and change it through
 // the camera's control API.
 #pragma once
@@ -14,12 +14,6 @@
 #include <vector>
 
 namespace sim {
-
-struct Volume {
-    std::string name;            // "ATA01"
-    std::uint32_t freeKiB = 0;   // first word of the free-space record
-    std::uint32_t totalKiB = 0;  // second word
-};
 
 struct SettingsState {
     // The clock counts local standard time (the host's UTC time less the C
@@ -35,7 +29,6 @@ struct SettingsState {
     std::uint32_t firmwareVersion = 0x01020300;
     std::string modelName = "Velor ARX-4D";
     std::string secondName = "Velor Digital Camera";
-    std::vector<Volume> volumes = {{"ATA01", 1536000, 2000000}, {"ATA02", 480000, 512000}};
 };
 
 // The factory values a reset brings back.
@@ -45,10 +38,14 @@ const std::string& factorySuffix();
 // The camera's own Remote API errors for requests it refuses.
 constexpr std::uint32_t kRapiBadRecord = 0x00A50101;     // parameters of the wrong size or form
 constexpr std::uint32_t kRapiValueRefused = 0x00A50102;  // a name or suffix that does not fit
-constexpr std::uint32_t kRapiNoSuchVolume = 0x00A50103;  // free space of a volume not served
+constexpr std::uint32_t kRapiNoSuchVolume = 0x00A50103;  // a volume the camera does not serve
 
 // The function information the camera reports for a model: 1,056 bytes.
 std::vector<std::uint8_t> functionInfoRecord(std::uint32_t modelId, const SettingsState& state);
+
+// The C runtime's zone offset (seconds west of UTC, daylight saving not
+// included), read afresh: the camera keeps local standard time.
+long zoneOffset();
 
 // The camera's clock reading now.
 std::uint32_t cameraClock(const SettingsState& state);

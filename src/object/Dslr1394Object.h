@@ -170,12 +170,12 @@ public:
     DWORD _TestDbgBenchMark(const char* path, uint32_t* output);
 
     // --- camera information and settings (camera/) -----------------------
-    DWORD _rapiGetLogicalDriveStrings(char* buffer);  // at least 32 bytes
+    DWORD _rapiGetLogicalDriveStrings(char* buffer);                   // at least 32 bytes
     DWORD _rapiGetDriveFreeSpace(const char* drive, void* freeSpace);  // 8 bytes
     DWORD _rapiGetCameraProperty(void* property);                      // 72 bytes
-    DWORD _rapiGetCameraTime(DWORD* timeRecord);                        // 12 bytes
-    DWORD _rapiGetFileNamePrefix(void* prefix);                         // 15 bytes
-    DWORD _rapiGetDirNameSuffix(char* suffix);                          // 6 bytes
+    DWORD _rapiGetCameraTime(DWORD* timeRecord);                       // 12 bytes
+    DWORD _rapiGetFileNamePrefix(void* prefix);                        // 15 bytes
+    DWORD _rapiGetDirNameSuffix(char* suffix);                         // 6 bytes
     DWORD _rapiGetCameraBodyID(DWORD* bodyID);
     DWORD _rapiGetCurrentBatteryStatus(DWORD* status);
     DWORD _rapiGetOwnerName(char* ownerName);  // 32 bytes
@@ -185,8 +185,14 @@ public:
     DWORD _rapiSetDirectoryNameSuffix(const char* suffix);
     DWORD _rapiResetFileNamePrefix();
     DWORD _rapiResetDirectoryNameSuffix();
-    DWORD _rapiGetCameraFunctionInfo(void* functionInfo);  // 1,056 bytes
+    DWORD _rapiGetCameraFunctionInfo(void* functionInfo);          // 1,056 bytes
     void _MakeFirmwareVersionString(DWORD version, char* buffer);  // at least 33 bytes
+
+    // --- storage (camera/) ----------------------------------------------
+    // The announcement of a file's data (header false) or of its header.
+    DWORD _AnnounceFileData(const char* path, uint32_t* length, bool header);
+    // The list operations: delete (kind 0), attributes (1) and times (2).
+    DWORD _PathListCommand(const void* list, DWORD kind, DWORD value);
 
     // --- camera path names (camera/) ------------------------------------
     DWORD Utl_Q317PathChange(const char* source, char* destination, DWORD length);

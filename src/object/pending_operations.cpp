@@ -4,18 +4,6 @@
 
 #include "object/Dslr1394Object.h"
 
-uint32_t Dslr1394Object::baseGetVols(void*, uint16_t*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseFormatVol(const char*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseGetDirs(void*, uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::basecreateDir(const char*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseCreateDCFDir(const char*, char*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseGetFile(const char*, uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseGetFileSize(const char*, void*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseGetParsingHeader(const char*, uint32_t*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::basePutFile(const char*, uint32_t, uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseDeleteFiles(const void*) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseSetFileAttribs(const void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
-uint32_t Dslr1394Object::baseSetFileTimes(const void*, uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseSetUILock(uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseResetUILock(uint32_t) { return vkRNERROR_NOT_SUPPORTED; }
 uint32_t Dslr1394Object::baseSetDevelopParamSetting(uint32_t, const void*) { return vkRNERROR_NOT_SUPPORTED; }

@@ -22,3 +22,12 @@ struct RapiCallTexts {
 DWORD Rapi_Call(Dslr1394Object* object, const RapiCommand& command, const void* params,
                 DWORD paramSize, void* record, DWORD recordSize, const RapiCallTexts& texts,
                 bool clearRecord = false);
+
+// The same for a request the operation assembled itself in a tracked block
+// (header included, `refConst` in its header): reply allocated, request sent,
+// reply checked, reply freed. The request stays the caller's. `sendFailed`,
+// when given, says whether the transport failed (rather than the reply
+// check), for operations that answer the two differently.
+DWORD Rapi_Exchange(Dslr1394Object* object, const RapiCommand& command, const BYTE* request,
+                    DWORD refConst, void* record, DWORD recordSize, const RapiCallTexts& texts,
+                    bool clearRecord = false, bool* sendFailed = nullptr);

@@ -276,16 +276,17 @@ TEST_F(Settings, DriveStringsAndFreeSpace)
     EXPECT_EQ(static_cast<unsigned char>(strings[13]), 0x55) << "only the announced bytes";
     dsDRIVE_FREE_SPACE space = {};
     ASSERT_EQ(m_object->_rapiGetDriveFreeSpace("ATA02", &space), vkRN_OK);
-    EXPECT_EQ(+space.dwValue[0], 480000u);
+    EXPECT_EQ(+space.dwValue[0], 512000u) << "an empty card";
     EXPECT_EQ(+space.dwValue[1], 512000u);
     EXPECT_EQ(m_object->_rapiGetDriveFreeSpace("ATA09", &space),
               0x02000000u | (sim::kRapiNoSuchVolume & 0xFFFF));
     EXPECT_EQ(m_object->_rapiGetDriveFreeSpace(nullptr, &space), kBad);
 
     // Drive strings longer than the caller's area are not read at all.
-    sim::SettingsState state = m_camera->settings();
-    state.volumes = {{"VOLUME-NUMBER-ONE", 1, 1}, {"VOLUME-NUMBER-TWO", 1, 1}};
-    m_camera->setSettings(state);
+    sim::StorageState state = m_camera->storage();
+    state.volumes[0].name = "VOLUME-NUMBER-ONE";
+    state.volumes[1].name = "VOLUME-NUMBER-TWO";
+    m_camera->setStorage(state);
     std::memset(strings, 0x55, sizeof(strings));
     LogCapture log(0x1);
     EXPECT_EQ(m_object->_rapiGetLogicalDriveStrings(strings), vkRNERROR_TRANSFER_FAILED);

@@ -42,7 +42,7 @@ constexpr std::size_t kLongestOwner = 31;
 std::string usage()
 {
     return "usage: dslrsim --listen ADDRESS [--model ID] [--block-size BYTES] [--owner NAME]\n"
-           "               [--clock-offset SECONDS]\n"
+           "               [--clock-offset SECONDS] [--card VOLUME=DIR]...\n"
            "\n"
            "Serves one simulated camera over the scsi-sock protocol.\n"
            "\n"
@@ -53,6 +53,9 @@ std::string usage()
            "  --clock-offset SECONDS\n"
            "                       the camera's clock runs this many seconds ahead of the\n"
            "                       host's local standard time (negative: behind)\n"
+           "  --card VOLUME=DIR    the card in ATA01 or ATA02 is the host directory DIR,\n"
+           "                       read and write (default: the demo card in ATA01 and\n"
+           "                       an empty card in ATA02, both in memory)\n"
            "  --help               print this text and exit\n"
            "\n"
            "Numbers are decimal or 0x-hex. SIGINT or SIGTERM ends the server.\n";
@@ -67,7 +70,7 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
             return true;
         }
         if (option != "--listen" && option != "--model" && option != "--block-size" &&
-            option != "--owner" && option != "--clock-offset") {
+            option != "--owner" && option != "--clock-offset" && option != "--card") {
             error = "unknown option '" + option + "'";
             return false;
         }
@@ -88,6 +91,15 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
                 return false;
             }
             options.owner = value;
+        } else if (option == "--card") {
+            const std::size_t equals = value.find('=');
+            const std::string volume = value.substr(0, equals);
+            if (equals == std::string::npos || equals + 1 == value.size() ||
+                (volume != "ATA01" && volume != "ATA02")) {
+                error = "bad card '" + value + "' (expected ATA01=DIR or ATA02=DIR)";
+                return false;
+            }
+            options.cards.emplace_back(volume, value.substr(equals + 1));
         } else if (option == "--clock-offset") {
             if (!parseSeconds(value, options.clockOffset)) {
                 error = "bad number of seconds '" + value + "' for --clock-offset";

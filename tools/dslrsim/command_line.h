@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace dslrsim {
 
@@ -12,6 +14,8 @@ struct Options {
     std::uint32_t blockSize = 0xFF00;
     std::string owner;             // empty: the camera's factory owner name
     std::int64_t clockOffset = 0;  // seconds added to the camera's clock
+    // Volumes served from host directories: (volume name, directory).
+    std::vector<std::pair<std::string, std::string>> cards;
     bool help = false;
 };
 

@@ -4,6 +4,8 @@
 #include "tools/dslrsim/command_line.h"
 #include "tools/dslrsim/server.h"
 
+#include "sim/directory_card.h"
+
 #include <csignal>
 #include <cstdio>
 #include <iostream>
@@ -39,6 +41,26 @@ int main(int argc, char** argv)
     if (!options.owner.empty()) settings.owner = options.owner;
     settings.clockOffset = options.clockOffset;
     camera.setSettings(settings);
+    sim::StorageState storage = camera.storage();
+    std::vector<std::string> notes;
+    for (const auto& [volume, directory] : options.cards) {
+        auto card = std::make_shared<sim::DirectoryCard>(directory);
+        if (!card->usable()) {
+            std::cerr << "dslrsim: the card of " << volume << " is no directory: " << directory
+                      << "\n";
+            return 2;
+        }
+        for (const std::string& name : card->skipped()) {
+            std::string note = volume;
+            note += ": not on the card (a name the camera cannot show): ";
+            note += name;
+            notes.push_back(note);
+        }
+        for (sim::StorageVolume& slot : storage.volumes) {
+            if (slot.name == volume) slot.card = card;
+        }
+    }
+    camera.setStorage(storage);
 
     dslrsim::Server server(camera);
     const dslrsim::Server::Bound bound =
@@ -49,6 +71,7 @@ int main(int argc, char** argv)
     }
     server.start();
     std::cout << "dslrsim: listening on " << options.listen << std::endl;
+    for (const std::string& note : notes) std::cout << "dslrsim: " << note << std::endl;
 
     int received = 0;
     sigwait(&stopSignals, &received);
