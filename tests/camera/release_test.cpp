@@ -164,7 +164,7 @@ TEST_F(Release, EdgeCases)
 {
     DslrObject* o = m_slots;
     Bytes out;
-    auto call = [&](DWORD code, Bytes block, std::size_t replySize) {
+    auto call = [&](DWORD code, const Bytes& block, std::size_t replySize) {
         return [=, &out]() {
             out.assign(replySize, 0xA5);
             return control(o, code, block, out);
