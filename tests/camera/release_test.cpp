@@ -83,7 +83,6 @@ TEST_P(Session, ReleasedImageReachesTheComputerAndTheCard)
     } else
 #endif
         camera = sim::cameraNamed(address.substr(4));
-    FastClock clock(20);
     Inbox inbox;
     DslrObject* o = DSLR_GetObject();
     ASSERT_EQ(o->baseDslrOpenPort(address.c_str()), vkRN_OK);
