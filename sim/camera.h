@@ -13,6 +13,7 @@
 #include "sim/event_queue.h"
 #include "sim/fault_script.h"
 #include "sim/message_port.h"
+#include "sim/release.h"
 #include "sim/remote_api.h"
 #include "sim/settings.h"
 #include "sim/storage.h"
@@ -99,6 +100,10 @@ public:
     // between commands; a new state puts other cards in the slots.
     StorageState storage() const;
     void setStorage(const StorageState& state);
+    // The remote-release family's state (sim/release.h): remote release on
+    // or off, parameters, transfer mode, shots left, the held image, UI lock.
+    ReleaseState release() const;
+    void setRelease(const ReleaseState& state);
 
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
@@ -118,6 +123,7 @@ private:
     RemoteApi m_remoteApi;
     SettingsState m_settings;
     StorageState m_storage;
+    ReleaseState m_release;
     bool m_silent = false;
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;

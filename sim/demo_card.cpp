@@ -1,5 +1,5 @@
 // The camera's storage as it leaves the factory: the demo card in ATA01 and
-// an empty card in ATA02.
+// an empty card in ATA02; and the RAW files the camera makes.
 
 #include "sim/jpeg_image.h"
 #include "sim/memory_card.h"
@@ -14,27 +14,10 @@ namespace {
 constexpr std::uint64_t kKiB = 1024;
 constexpr std::uint64_t kDemoCapacity = 2000000 * kKiB;
 constexpr std::uint64_t kSecondCapacity = 512000 * kKiB;
-constexpr std::size_t kRawSize =
-    std::size_t{3072} * 2048;  // one byte per photosite of the largest image
 constexpr unsigned kImageWidth = 768;
 constexpr unsigned kImageHeight = 512;
 
 using Bytes = std::shared_ptr<std::vector<std::uint8_t>>;
-
-// A RAW-sized file: a small header and sensor-like noise, the same in every
-// camera of the process.
-Bytes rawFile()
-{
-    auto bytes = std::make_shared<std::vector<std::uint8_t>>(kRawSize);
-    const char header[] = "VELOR RVX 3072x2048";
-    std::copy(header, header + sizeof(header), bytes->begin());
-    std::uint32_t state = 0x2545F491;
-    for (std::size_t i = sizeof(header); i < kRawSize; ++i) {
-        state = state * 1664525u + 1013904223u;
-        (*bytes)[i] = static_cast<std::uint8_t>(state >> 24);
-    }
-    return bytes;
-}
 
 struct DemoFile {
     const char* name;
@@ -51,12 +34,25 @@ const std::vector<DemoFile>& demoFiles()
          std::make_shared<std::vector<std::uint8_t>>(demoJpeg(kImageWidth, kImageHeight, 2))},
         {"IMG_0003.JPG",
          std::make_shared<std::vector<std::uint8_t>>(demoJpeg(kImageHeight, kImageWidth, 3))},
-        {"RAW_0004.RVX", rawFile()},
+        {"RAW_0004.RVX", std::make_shared<std::vector<std::uint8_t>>(rawImage(0))},
     };
     return files;
 }
 
 }  // namespace
+
+std::vector<std::uint8_t> rawImage(unsigned seed)
+{
+    std::vector<std::uint8_t> bytes(kRawImageSize);
+    const char header[] = "VELOR RVX 3072x2048";
+    std::copy(header, header + sizeof(header), bytes.begin());
+    std::uint32_t state = 0x2545F491u + seed;
+    for (std::size_t i = sizeof(header); i < kRawImageSize; ++i) {
+        state = state * 1664525u + 1013904223u;
+        bytes[i] = static_cast<std::uint8_t>(state >> 24);
+    }
+    return bytes;
+}
 
 StorageState defaultStorage(std::uint32_t time)
 {

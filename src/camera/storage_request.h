@@ -1,5 +1,5 @@
-// Requests the storage operations assemble themselves rather than through
-// _CreateRemoteAPIMessage.
+// Requests the storage and release operations assemble themselves rather
+// than through _CreateRemoteAPIMessage.
 #pragma once
 
 #include "platform/win32_types.h"

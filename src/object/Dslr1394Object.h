@@ -218,6 +218,7 @@ public:
     DWORD Utl_JpgQualityByteSwap(DWORD dwSize, void* record);
     DWORD Utl_ColorMatrixByteSwap(DWORD dwSize, void* record);
     DWORD Utl_WbShiftByteSwap(DWORD dwSize, void* record);
+    DWORD Utl_ReleaseParamByteSwap(DWORD dwControlCode, DWORD dwSize, void* block);
 
     // --- event polling and notification threads --------------------------
     DWORD ScanMngrInitInterruptPoll(NotifyEventHandler handler, uintptr_t param);

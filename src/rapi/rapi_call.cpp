@@ -25,7 +25,8 @@ DWORD Rapi_Exchange(Dslr1394Object* object, const RapiCommand& command, const BY
     if (result != vkRN_OK) {
         Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, texts.sendFailed, static_cast<unsigned long>(result));
         if (sendFailed != nullptr) *sendFailed = true;
-    } else {
+    } else if (command.transport != kNoReplyTransport) {
+        // A request sent with the no-reply number has no reply to check.
         if (clearRecord && record != nullptr) std::memset(record, 0, recordSize);
         result = _GetDataFromMessage(object, record, reply, command.reply, refConst, recordSize);
         if (result != vkRN_OK && texts.replyFailed != nullptr) {
