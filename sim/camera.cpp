@@ -23,6 +23,7 @@ Camera::Camera(CameraOptions options) : m_options(options)
     registerSettings(m_remoteApi, m_settings, m_options.modelId);
     m_storage = defaultStorage(cameraClock(m_settings));
     registerStorage(m_remoteApi, m_storage, m_settings, m_options.modelId);
+    registerImageParams(m_remoteApi, m_imageParams, m_options.modelId);
 }
 
 CommandResult Camera::execute(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
@@ -222,6 +223,18 @@ void Camera::setStorage(const StorageState& state)
 {
     std::lock_guard<std::mutex> guard(m_lock);
     m_storage = state;
+}
+
+ImageParamsState Camera::imageParams() const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_imageParams;
+}
+
+void Camera::setImageParams(const ImageParamsState& state)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_imageParams = state;
 }
 
 std::vector<ReceivedCommand> Camera::received() const

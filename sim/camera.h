@@ -12,6 +12,7 @@
 #include "sim/camera_options.h"
 #include "sim/event_queue.h"
 #include "sim/fault_script.h"
+#include "sim/image_params.h"
 #include "sim/message_port.h"
 #include "sim/remote_api.h"
 #include "sim/settings.h"
@@ -99,6 +100,9 @@ public:
     // between commands; a new state puts other cards in the slots.
     StorageState storage() const;
     void setStorage(const StorageState& state);
+    // The image-processing family's state (sim/image_params.h).
+    ImageParamsState imageParams() const;
+    void setImageParams(const ImageParamsState& state);
 
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
@@ -118,6 +122,7 @@ private:
     RemoteApi m_remoteApi;
     SettingsState m_settings;
     StorageState m_storage;
+    ImageParamsState m_imageParams = defaultImageParams();
     bool m_silent = false;
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;
