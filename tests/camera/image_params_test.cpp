@@ -20,8 +20,8 @@
 namespace {
 
 using Bytes = std::vector<BYTE>;
-using SetSlot = uint32_t (DslrObject::*)(uint32_t, const void*);
-using GetSlot = uint32_t (DslrObject::*)(uint32_t, void*);
+using SetSlot = uint32_t (DSLR_METHOD DslrObject::*)(uint32_t, const void*);
+using GetSlot = uint32_t (DSLR_METHOD DslrObject::*)(uint32_t, void*);
 constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
 constexpr DWORD kOtherModel = 0x80000300;
 
@@ -94,7 +94,7 @@ protected:
 
 TEST_F(ImageParams, EveryPairRoundTripsInTheModelsGenerationsAndRefusesTheOthers)
 {
-    for (DWORD model : {0x80000402u, 0x80000611u, kOtherModel}) {
+    for (DWORD model : {DWORD{0x80000402}, DWORD{0x80000611}, kOtherModel}) {
         useModel(model);
         for (const Pair& pair : kPairs) {
             for (std::size_t size : pair.sizes) {
@@ -233,7 +233,8 @@ TEST_F(ImageParams, LengthRules)
         EXPECT_EQ(m_slots->baseGetPersonalFunctionSetting(size, record.data()), kBad);
         EXPECT_EQ(sent(), before);
         char text[64];
-        std::snprintf(text, sizeof(text), "different param size(0x%x) in Utl_PFnCheck()", size);
+        std::snprintf(text, sizeof(text), "different param size(0x%x) in Utl_PFnCheck()",
+                      static_cast<unsigned>(size));
         EXPECT_TRUE(log.contains(text)) << size;
     }
 
