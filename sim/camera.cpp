@@ -24,6 +24,7 @@ Camera::Camera(CameraOptions options) : m_options(options)
     m_storage = defaultStorage(cameraClock(m_settings));
     registerStorage(m_remoteApi, m_storage, m_settings, m_options.modelId);
     registerRelease(m_remoteApi, m_release, m_storage, m_settings, m_events, m_options.modelId);
+    registerImageParams(m_remoteApi, m_imageParams, m_options.modelId);
 }
 
 CommandResult Camera::execute(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
@@ -235,6 +236,18 @@ void Camera::setRelease(const ReleaseState& state)
 {
     std::lock_guard<std::mutex> guard(m_lock);
     m_release = state;
+}
+
+ImageParamsState Camera::imageParams() const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_imageParams;
+}
+
+void Camera::setImageParams(const ImageParamsState& state)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_imageParams = state;
 }
 
 std::vector<ReceivedCommand> Camera::received() const

@@ -12,6 +12,7 @@
 #include "sim/camera_options.h"
 #include "sim/event_queue.h"
 #include "sim/fault_script.h"
+#include "sim/image_params.h"
 #include "sim/message_port.h"
 #include "sim/release.h"
 #include "sim/remote_api.h"
@@ -104,6 +105,9 @@ public:
     // or off, parameters, transfer mode, shots left, the held image, UI lock.
     ReleaseState release() const;
     void setRelease(const ReleaseState& state);
+    // The image-processing family's state (sim/image_params.h).
+    ImageParamsState imageParams() const;
+    void setImageParams(const ImageParamsState& state);
 
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
@@ -124,6 +128,7 @@ private:
     SettingsState m_settings;
     StorageState m_storage;
     ReleaseState m_release;
+    ImageParamsState m_imageParams = defaultImageParams();
     bool m_silent = false;
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;

@@ -39,6 +39,14 @@ std::vector<std::uint8_t> replyMessage(const RapiRequest& request, const RapiAns
 
 }  // namespace
 
+RapiAnswer refuse(std::uint32_t error, std::size_t recordSize)
+{
+    RapiAnswer answer;
+    answer.errorCode = error;
+    answer.record.assign(recordSize, 0);
+    return answer;
+}
+
 std::vector<std::uint8_t> benchmarkData(std::uint32_t size)
 {
     std::vector<std::uint8_t> data(size);

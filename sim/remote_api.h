@@ -65,6 +65,10 @@ private:
     std::uint32_t m_benchmarkSize = 0x1000;
 };
 
+// A refusal still carries a record of the command's size (zeros), as the
+// host reads a reply of that size whatever its error word says.
+RapiAnswer refuse(std::uint32_t error, std::size_t recordSize = 0);
+
 // The bytes of a benchmark data phase: byte i is (i * 7 + 3) & 0xFF.
 std::vector<std::uint8_t> benchmarkData(std::uint32_t size);
 

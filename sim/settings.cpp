@@ -38,16 +38,6 @@ RapiAnswer record(std::vector<std::uint8_t> bytes)
     return answer;
 }
 
-// A refusal still carries a record of the command's size (zeros), as the
-// host reads a reply of that size whatever its error word says.
-RapiAnswer refuse(std::uint32_t error, std::size_t recordSize = 0)
-{
-    RapiAnswer answer;
-    answer.errorCode = error;
-    answer.record.assign(recordSize, 0);
-    return answer;
-}
-
 RapiAnswer word(std::uint32_t value)
 {
     std::vector<std::uint8_t> bytes(4);

@@ -33,14 +33,6 @@ void putWord(std::vector<std::uint8_t>& bytes, std::uint32_t value)
     bytes.insert(bytes.end(), raw, raw + 4);
 }
 
-RapiAnswer refuse(std::uint32_t error, std::size_t recordSize = 0)
-{
-    RapiAnswer answer;
-    answer.errorCode = error;
-    answer.record.assign(recordSize, 0);
-    return answer;
-}
-
 RapiAnswer words(std::initializer_list<std::uint32_t> values, std::size_t recordSize)
 {
     RapiAnswer answer;
