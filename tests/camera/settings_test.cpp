@@ -6,7 +6,7 @@
 #include "VKRNQ402.h"
 #include "log/dbg_log.h"
 #include "sim/settings.h"
-#include "support/fault_plan.h"
+#include "support/allocation_sweep.h"
 #include "support/log_capture.h"
 #include "support/sim_object.h"
 
@@ -441,37 +441,19 @@ TEST_F(Settings, EveryAllocationFailure)
     };
     const std::vector<BYTE> untouched(1100, 0xA5);
     for (const Case& test : cases) {
-        unsigned allocations = 0;
-        {
-            std::vector<BYTE> record = untouched;
-            FaultPlan counting;
-            ASSERT_EQ(test.run(record.data()), vkRN_OK) << test.name;
-            allocations = counting.calls(Op::Malloc) + counting.calls(Op::Calloc);
-        }
-        ASSERT_GT(allocations, 0u) << test.name;
-        for (Op op : {Op::Malloc, Op::Calloc}) {
-            for (unsigned nth = 1; nth <= allocations; ++nth) {
-                SCOPED_TRACE(std::string(test.name) + " " + OpName(op) + " #" +
-                             std::to_string(nth));
-                std::vector<BYTE> record = untouched;
-                LogCapture log(0x1);
-                FaultPlan plan;
-                plan.fail(op, nth);
-                const DWORD result = test.run(record.data());
-                if (plan.calls(op) < nth) continue;
-                const bool readFailed = test.dataPhase && result == vkRNERROR_TRANSFER_FAILED &&
-                                        log.contains("base1394ReadData has error(0x2000002)");
-                EXPECT_TRUE(result == vkRNERROR_OUT_OF_MEMORY || readFailed) << result;
-                EXPECT_EQ(plan.outstandingAllocations(), 0u);
-                if (test.firstWordWritten) std::memcpy(record.data(), untouched.data(), 4);
-                EXPECT_EQ(record, untouched);
-                bool ownText = false;
-                for (const std::string& line : log.records())
-                    ownText = ownText || (line.find("<ERROR>") != std::string::npos &&
-                                          line.find(test.name) != std::string::npos);
-                EXPECT_TRUE(ownText);
-            }
-        }
+        std::vector<BYTE> record;
+        const auto run = [&] {
+            record = untouched;
+            return test.run(record.data());
+        };
+        sweepAllocations(test.name, run, [&](const FailedAllocation& failed) {
+            const bool readFailed = test.dataPhase && failed.result == vkRNERROR_TRANSFER_FAILED &&
+                                    failed.log.contains("base1394ReadData has error(0x2000002)");
+            EXPECT_TRUE(failed.result == vkRNERROR_OUT_OF_MEMORY || readFailed) << failed.result;
+            if (test.firstWordWritten) std::memcpy(record.data(), untouched.data(), 4);
+            EXPECT_EQ(record, untouched);
+            EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
+        });
     }
 }
 
