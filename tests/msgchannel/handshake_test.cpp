@@ -6,7 +6,7 @@
 #include "VKRNQ402.h"
 #include "memory/message_buffer.h"
 #include "memory/sense_message.h"
-#include "support/fake_device.h"
+#include "support/fake_port.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 #include "support/scripted_device.h"
@@ -40,18 +40,8 @@ DWORD messageTypeOf(const IssuedCommand& command)
     return type;
 }
 
-class Handshake : public ::testing::Test {
+class Handshake : public FakePort {
 protected:
-    void SetUp() override
-    {
-        m_manager = new ScsiScanManager;
-        ASSERT_EQ(m_manager->OpenPort(m_device.path()), vkRN_OK);
-    }
-    void TearDown() override
-    {
-        m_manager->ClosePort();
-        delete m_manager;
-    }
     // The camera's side of a handshake; `connectCode` answers connect.
     static std::vector<ScriptedCompletion> camera(DWORD connectCode, DWORD deviceID, DWORD idBlock,
                                                   DWORD negotiatedBlock, DWORD negotiationError = 0)
@@ -61,9 +51,6 @@ protected:
                 kSent, reply(0x20000004, {negotiationError, negotiatedBlock}),
                 kSent, reply(0x20000005, {0, negotiatedBlock})};
     }
-
-    FakeDevice m_device{uniqueName("cam")};
-    ScsiScanManager* m_manager = nullptr;
 };
 
 TEST_F(Handshake, ConnectsLearnsTheCameraAndAgreesOnTheBlockSize)

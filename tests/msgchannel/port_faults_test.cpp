@@ -4,32 +4,19 @@
 #include "msgchannel/ScsiScanManager.h"
 
 #include "VKRNQ402.h"
+#include "support/fake_device.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 namespace {
 
 class PortFaults : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        static std::atomic<int> counter{0};
-        m_path = (std::filesystem::temp_directory_path() /
-                  ("vkrn-fault-" + std::to_string(os::GetCurrentProcessId()) + "-" +
-                   std::to_string(counter++)))
-                     .string();
-        std::ofstream(m_path).put('\0');
-    }
-    void TearDown() override { std::remove(m_path.c_str()); }
-    std::string m_path;
+    FakeDevice m_device{uniqueName("fault")};
 };
 
 TEST_F(PortFaults, EachFailingCallOfOpenPortGivesItsResult)
@@ -71,7 +58,7 @@ TEST_F(PortFaults, EachFailingCallOfOpenPortGivesItsResult)
             FaultPlan plan;
             plan.fail(c.op, 1, c.error);
             ScsiScanManager* manager = new ScsiScanManager;
-            EXPECT_EQ(manager->OpenPort(m_path.c_str()), c.result);
+            EXPECT_EQ(manager->OpenPort(m_device.path()), c.result);
             if (c.text != nullptr) {
                 EXPECT_TRUE(log.contains(c.text));
                 EXPECT_EQ(manager->m_portOpenCount, 0u);
@@ -89,7 +76,7 @@ TEST_F(PortFaults, EachFailingCallOfOpenPortGivesItsResult)
 TEST_F(PortFaults, ClosePortKeepsEverythingWhenTheMutexCannotBeHad)
 {
     ScsiScanManager* manager = new ScsiScanManager;
-    ASSERT_EQ(manager->OpenPort(m_path.c_str()), vkRN_OK);
+    ASSERT_EQ(manager->OpenPort(m_device.path()), vkRN_OK);
     {
         LogCapture log(0x1 | 0x4);
         FaultPlan plan;
@@ -114,7 +101,7 @@ TEST_F(PortFaults, ClosePortKeepsEverythingWhenTheMutexCannotBeHad)
 TEST_F(PortFaults, AbandonedAndFailedWaits)
 {
     ScsiScanManager* manager = new ScsiScanManager;
-    ASSERT_EQ(manager->OpenPort(m_path.c_str()), vkRN_OK);
+    ASSERT_EQ(manager->OpenPort(m_device.path()), vkRN_OK);
     struct Case {
         DWORD wait;
         DWORD result;

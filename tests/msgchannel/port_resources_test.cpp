@@ -10,10 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -26,10 +23,7 @@
 
 namespace {
 
-struct ManagerDeleter {
-    void operator()(ScsiScanManager* manager) const { delete manager; }
-};
-using Manager = std::unique_ptr<ScsiScanManager, ManagerDeleter>;
+using Manager = std::unique_ptr<ScsiScanManager>;
 Manager newManager() { return Manager(new ScsiScanManager); }
 
 TEST(PortNames, OnlyTheBaseNameEntersTheObjectNames)

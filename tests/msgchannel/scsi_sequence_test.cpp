@@ -4,7 +4,7 @@
 #include "msgchannel/ScsiScanManager.h"
 
 #include "VKRNQ402.h"
-#include "support/fake_device.h"
+#include "support/fake_port.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 #include "support/scripted_device.h"
@@ -17,23 +17,10 @@ namespace {
 
 using Bytes = std::vector<BYTE>;
 
-class ScsiSequence : public ::testing::Test {
+class ScsiSequence : public FakePort {
 protected:
-    void SetUp() override
-    {
-        m_manager = new ScsiScanManager;
-        ASSERT_EQ(m_manager->OpenPort(m_device.path()), vkRN_OK);
-    }
-    void TearDown() override
-    {
-        m_manager->ClosePort();
-        delete m_manager;
-    }
     // The length field of a 10-byte CDB.
     static DWORD cdbLength10(const IssuedCommand& c) { return (c.cdb[7] << 8) | c.cdb[8]; }
-
-    FakeDevice m_device{uniqueName("cam")};
-    ScsiScanManager* m_manager = nullptr;
 };
 
 TEST_F(ScsiSequence, CommandBlocksCarryTheDocumentedBytes)
