@@ -7,6 +7,7 @@
 #include "VKRNQ402.h"
 #include "support/card_io.h"
 #include "support/child_process.h"
+#include "support/connected_object.h"
 #include "support/fake_device.h"
 
 #include <gtest/gtest.h>
@@ -50,15 +51,14 @@ TEST(DslrsimStorage, HostDirectoryCardReadAndWritten)
     EXPECT_NE(server.readLine(2000).find("a name too long.jpeg"), std::string::npos)
         << "the name the camera cannot show is reported";
 
-    DslrObject* camera = DSLR_GetObject();
-    ASSERT_EQ(camera->baseDslrOpenPort(address.c_str()), vkRN_OK);
-    ASSERT_EQ(camera->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
+    ConnectedObject camera(address);
+    ASSERT_TRUE(camera.connected());
 
     const std::map<std::string, fs::path> hostOf = {
         {"ATA01:\\DCIM\\100TEST\\IMG_0001.JPG", root / "DCIM" / "100TEST" / "IMG_0001.JPG"},
         {"ATA01:\\DCIM\\100TEST\\RAW_0002.RVX", root / "DCIM" / "100TEST" / "raw_0002.rvx"},
         {"ATA01:\\NOTES.TXT", root / "NOTES.TXT"}};
-    const std::vector<Listed> records = listCard(camera, "ATA01:\\");
+    const std::vector<Listed> records = listCard(camera.get(), "ATA01:\\");
     ASSERT_EQ(records.size(), 5u);
     int files = 0;
     for (const Listed& record : records) {
@@ -67,8 +67,8 @@ TEST(DslrsimStorage, HostDirectoryCardReadAndWritten)
         ASSERT_EQ(hostOf.count(record.path), 1u);
         const Bytes expected = hostFile(hostOf.at(record.path));
         EXPECT_EQ(record.size, expected.size());
-        EXPECT_EQ(downloadFile(camera, record.path, 0xFF00), expected);
-        EXPECT_EQ(downloadFile(camera, record.path, 4099), expected);
+        EXPECT_EQ(downloadFile(camera.get(), record.path, 0xFF00), expected);
+        EXPECT_EQ(downloadFile(camera.get(), record.path, 4099), expected);
         ++files;
     }
     EXPECT_EQ(files, 3);
@@ -76,7 +76,7 @@ TEST(DslrsimStorage, HostDirectoryCardReadAndWritten)
     // An upload of several blocks lands in the directory under the camera's name.
     Bytes data(2 * 0xFF00 + 77);
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i ^ 0x5A);
-    ASSERT_EQ(uploadFile(camera, "ATA01:\\DCIM\\up.bin", data), vkRN_OK);
+    ASSERT_EQ(uploadFile(camera.get(), "ATA01:\\DCIM\\up.bin", data), vkRN_OK);
     EXPECT_EQ(hostFile(root / "DCIM" / "UP.BIN"), data);
 
     // Read-only is the owner's write permission; a protected file stays.
@@ -90,9 +90,7 @@ TEST(DslrsimStorage, HostDirectoryCardReadAndWritten)
     EXPECT_FALSE(fs::exists(root / "NOTES.TXT"));
     EXPECT_TRUE(fs::exists(root / "a name too long.jpeg")) << "what the camera cannot see stays";
 
-    EXPECT_EQ(camera->baseCloseCameraComm(), vkRN_OK);
-    EXPECT_EQ(camera->baseDslrClosePort(), vkRN_OK);
-    DSLR_DeleteObject(camera);
+    camera.disconnect();
     server.signal(SIGTERM);
     EXPECT_EQ(server.wait(), 0);
     fs::remove_all(root);
