@@ -10,15 +10,14 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <optional>
-#include <string>
 #include <vector>
 
 namespace {
 
 using sim::CommandFault;
 using sim::Disposition;
+using sim::ReplyOverride;
 
 using SimFaults = SimPort;
 
@@ -27,50 +26,27 @@ TEST_F(SimFaults, HandshakeAgainstEachFault)
     constexpr BYTE kRead = SCSIOP_READ10, kWrite = SCSIOP_WRITE10;
     struct Case {
         const char* name;
-        std::function<void(sim::Camera&)> arrange;
+        std::vector<CommandFault> faults;
+        bool silent;
+        ReplyOverride reply;
         DWORD result;
         bool flagLowered;
     } cases[] = {
-        {"busy, error and bus reset repeat",
-         [](sim::Camera& c) {
-             c.injectFaults({{kRead, SRB_STATUS_BUSY, 0},
-                             {kRead, SRB_STATUS_ERROR, 0},
-                             {kWrite, SRB_STATUS_BUS_RESET, 0}});
-         },
-         vkRN_OK, false},
-        {"flushed request: device gone",
-         [](sim::Camera& c) {
-             c.injectFault({kWrite, SRB_STATUS_REQUEST_FLUSHED, 0});
-         },
+        // clang-format off
+        {"busy, error and bus reset repeat", {{kRead, SRB_STATUS_BUSY, 0},
+         {kRead, SRB_STATUS_ERROR, 0}, {kWrite, SRB_STATUS_BUS_RESET, 0}}, false, {}, vkRN_OK, false},
+        {"flushed request: device gone", {{kWrite, SRB_STATUS_REQUEST_FLUSHED, 0}}, false, {},
          vkRNERROR_DEVICE_NOT_AVAILABLE, true},
-        {"off the bus",
-         [](sim::Camera& c) {
-             c.injectFault({kRead, 0, 0, Disposition::kDeviceLost});
-         },
+        {"off the bus", {{kRead, 0, 0, Disposition::kDeviceLost}}, false, {},
          vkRNERROR_DEVICE_NOT_AVAILABLE, true},
-        {"other SRB status",
-         [](sim::Camera& c) {
-             c.injectFault({kRead, SRB_STATUS_NO_DEVICE, 0});
-         },
+        {"other SRB status", {{kRead, SRB_STATUS_NO_DEVICE, 0}}, false, {},
          vkRNERROR_TRANSFER_FAILED, false},
-        {"silent camera", [](sim::Camera& c) { c.setSilent(true); }, vkRNERROR_TRANSFER_FAILED,
-         false},
-        {"wrong reply type",
-         [](sim::Camera& c) {
-             c.overrideNextReply({0x20000007, std::nullopt});
-         },
-         vkRNERROR_INVALID_PARAMETER, false},
+        {"silent camera", {}, true, {}, vkRNERROR_TRANSFER_FAILED, false},
+        {"wrong reply type", {}, false, {0x20000007, {}}, vkRNERROR_INVALID_PARAMETER, false},
         // Too short: the host waits for the rest until its budget is spent.
-        {"short reply",
-         [](sim::Camera& c) {
-             c.overrideNextReply({std::nullopt, 4});
-         },
-         vkRNERROR_TRANSFER_FAILED, false},
-        {"long reply",
-         [](sim::Camera& c) {
-             c.overrideNextReply({std::nullopt, 12});
-         },
-         vkRNERROR_INVALID_PARAMETER, false},
+        {"short reply", {}, false, {{}, 4}, vkRNERROR_TRANSFER_FAILED, false},
+        {"long reply", {}, false, {{}, 12}, vkRNERROR_INVALID_PARAMETER, false},
+        // clang-format on
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
@@ -78,9 +54,11 @@ TEST_F(SimFaults, HandshakeAgainstEachFault)
         // the clock fast: the others must not lose a real budget to a busy
         // machine.
         std::optional<FastClock> clock;
-        if (std::string(test.name) == "silent camera") clock.emplace(1000);
+        if (test.silent) clock.emplace(1000);
         m_manager->WriteMapFile(1);
-        test.arrange(*m_camera);
+        m_camera->injectFaults(test.faults);
+        m_camera->setSilent(test.silent);
+        if (test.reply.type || test.reply.length) m_camera->overrideNextReply(test.reply);
         EXPECT_EQ(connect(), test.result);
         EXPECT_EQ(m_manager->ReadMapFile() == 0, test.flagLowered);
         m_camera->setSilent(false);
