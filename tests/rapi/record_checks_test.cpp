@@ -2,10 +2,8 @@
 // debug bit 23, the personal-function checks and the conversions' argument
 // checks and item walk.
 
-#include "VKRNQ402.h"
-#include "log/dbg_log.h"
-#include "object/Dslr1394Object.h"
 #include "rapi/record_checks.h"
+#include "support/fresh_object.h"
 #include "support/log_capture.h"
 
 #include <gtest/gtest.h>
@@ -42,12 +40,7 @@ void putShort(std::vector<BYTE>& record, std::size_t offset, WORD value)
     std::memcpy(record.data() + offset, &value, sizeof(value));
 }
 
-class RecordChecks : public ::testing::Test {
-protected:
-    void SetUp() override { m_object = static_cast<Dslr1394Object*>(DSLR_GetObject()); }
-    void TearDown() override { DSLR_DeleteObject(m_object); }
-    Dslr1394Object* m_object = nullptr;
-};
+using RecordChecks = FreshObject;
 
 TEST_F(RecordChecks, GenerationFollowsSizeAndModel)
 {
