@@ -272,22 +272,13 @@ TEST_F(ConnectionCycle, ConfusedCameraRepliesAndTheLastExchange)
         DWORD result;
         RapiExchangeRecord last;
     } cases[] = {
-        {"camera error",
-         {0x00A50123, std::nullopt, std::nullopt},
-         0x02000123,
+        // clang-format off
+        {"camera error", {0x00A50123, {}, {}}, 0x02000123, {kReply, 0x00A50123, 0}},
+        {"camera error wins over a wrong constant", {0x00A50123, {}, 7}, 0x02000123,
          {kReply, 0x00A50123, 0}},
-        {"camera error wins over a wrong constant",
-         {0x00A50123, std::nullopt, 7},
-         0x02000123,
-         {kReply, 0x00A50123, 0}},
-        {"wrong reply code",
-         {std::nullopt, 0x22100001, std::nullopt},
-         vkRNERROR_INVALID_PARAMETER,
-         {0x22100001, 0, 0}},
-        {"wrong reference constant",
-         {std::nullopt, std::nullopt, 7},
-         vkRNERROR_INVALID_PARAMETER,
-         {kReply, 0, 0}},
+        {"wrong reply code", {{}, 0x22100001, {}}, vkRNERROR_INVALID_PARAMETER, {0x22100001, 0, 0}},
+        {"wrong reference constant", {{}, {}, 7}, vkRNERROR_INVALID_PARAMETER, {kReply, 0, 0}},
+        // clang-format on
         {"good", {}, vkRN_OK, {kReply, 0, 0}},
     };
     for (const Case& test : cases) {

@@ -103,30 +103,17 @@ TEST_F(BlockIo, StatusesOfEmptyCompletions)
         std::size_t commands;
         const char* text;
     } cases[] = {
-        {"partial, then the rest at the advanced offset",
-         {{0x800}, {ScriptedCompletion::kAll}},
-         vkRN_OK,
-         0x1000,
-         2,
-         "SendMsgTime"},
+        // clang-format off
+        {"partial, then the rest at the advanced offset", {{0x800}, {ScriptedCompletion::kAll}},
+         vkRN_OK, 0x1000, 2, "SendMsgTime"},
         {"busy, error and bus reset are repeated",
          {{0, SRB_STATUS_BUSY}, {0, SRB_STATUS_ERROR}, {0, SRB_STATUS_BUS_RESET}, {}},
-         vkRN_OK,
-         0x1000,
-         4,
-         "ScanMngrScsiWrite: SRB_STATUS_BUS_RESET"},
-        {"request flushed",
-         {{0x400}, {0, SRB_STATUS_REQUEST_FLUSHED}},
-         vkRNERROR_TRANSFER_FAILED,
-         0x400,
-         2,
-         "bNoDeviceFlagPtr is NULL in ScanMngrScsiWrite()"},
-        {"no device: stops with what has moved",
-         {{0x400}, {0, SRB_STATUS_NO_DEVICE}},
-         vkRN_OK,
-         0x400,
-         2,
-         "Output Length Error in ScanMngrScsiWrite(). dwOutputLength(0xc00)"},
+         vkRN_OK, 0x1000, 4, "ScanMngrScsiWrite: SRB_STATUS_BUS_RESET"},
+        {"request flushed", {{0x400}, {0, SRB_STATUS_REQUEST_FLUSHED}}, vkRNERROR_TRANSFER_FAILED,
+         0x400, 2, "bNoDeviceFlagPtr is NULL in ScanMngrScsiWrite()"},
+        {"no device: stops with what has moved", {{0x400}, {0, SRB_STATUS_NO_DEVICE}}, vkRN_OK,
+         0x400, 2, "Output Length Error in ScanMngrScsiWrite(). dwOutputLength(0xc00)"},
+        // clang-format on
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);

@@ -40,11 +40,10 @@ TEST_F(ScsiSequence, CommandBlocksCarryTheDocumentedBytes)
         {0x03, 84, {0x03, 0, 0, 0, 0x54, 0}, SRB_FLAGS_DATA_IN, 21},
         {0x28, 0x1234, {0x28, 0, 0, 0, 0, 0, 0, 0x12, 0x34, 0}, SRB_FLAGS_DATA_IN, 0},
         {0x2A, 0x8000, {0x2A, 0, 0, 0, 0, 0, 0, 0x80, 0x00, 0}, SRB_FLAGS_DATA_OUT, 0},
-        {0xA8,
-         0x12345678,
-         {0xA8, 0, 0, 0, 0, 0, 0x12, 0x34, 0x56, 0x78, 0, 0},
-         SRB_FLAGS_DATA_IN,
+        // clang-format off
+        {0xA8, 0x12345678, {0xA8, 0, 0, 0, 0, 0, 0x12, 0x34, 0x56, 0x78, 0, 0}, SRB_FLAGS_DATA_IN,
          0},
+        // clang-format on
         {0xAA, 0x10000, {0xAA, 0, 0, 0, 0, 0, 0, 0x01, 0, 0, 0, 0}, SRB_FLAGS_DATA_OUT, 0},
     };
     for (const Case& c : cases) {
@@ -82,11 +81,10 @@ TEST_F(ScsiSequence, TransfersAreCutIntoNegotiatedBlocksAndPartialCompletionsCon
         // than 16 bits of length.
         {0, 0x14000, {}, {0xFFFF, 0x4001}, {0, 0xFFFF}},
         // Busy, bus reset and error without data: the same command again.
-        {0x8000,
-         0x100,
-         {{0, SRB_STATUS_BUSY}, {0, SRB_STATUS_BUS_RESET}, {0, SRB_STATUS_ERROR}},
-         {0x100, 0x100, 0x100, 0x100},
-         {0, 0, 0, 0}},
+        // clang-format off
+        {0x8000, 0x100, {{0, SRB_STATUS_BUSY}, {0, SRB_STATUS_BUS_RESET}, {0, SRB_STATUS_ERROR}},
+         {0x100, 0x100, 0x100, 0x100}, {0, 0, 0, 0}},
+        // clang-format on
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.size);
@@ -115,12 +113,12 @@ TEST_F(ScsiSequence, StatusesThatEndATransfer)
         DWORD flagAfter;
         const char* text;
     } cases[] = {
-        {{{0, SRB_STATUS_REQUEST_FLUSHED}},
-         vkRNERROR_DEVICE_NOT_AVAILABLE,
-         0,
+        // clang-format off
+        {{{0, SRB_STATUS_REQUEST_FLUSHED}}, vkRNERROR_DEVICE_NOT_AVAILABLE, 0,
          "Transmission went wrong"},
         {{{0, SRB_STATUS_NO_DEVICE}}, vkRNERROR_TRANSFER_FAILED, 1, "SrbStatus Error(0x8)"},
         {{{0x200}}, vkRNERROR_TRANSFER_FAILED, 1, "exceeds 0x100"},
+        // clang-format on
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
@@ -239,11 +237,10 @@ TEST_F(Handshake, EveryWayItCanEnd)
          "m_maxScsiDataSize(0x8000) differs from the gotten maxSizeScsiData(0x10000)"},
         {"negotiation error", camera(0, 7, 0x8000, 0x8000, 5), vkRNERROR_NOT_SUPPORTED, 6,
          "ErrorCode was returned from Device"},
-        {"wrong reply",
-         {kSent, reply(0x20000003, {0, 0})},
-         vkRNERROR_INVALID_PARAMETER,
-         2,
+        // clang-format off
+        {"wrong reply", {kSent, reply(0x20000003, {0, 0})}, vkRNERROR_INVALID_PARAMETER, 2,
          "messageType was not in agreement"},
+        // clang-format on
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

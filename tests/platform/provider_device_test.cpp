@@ -124,27 +124,25 @@ TEST_F(ProviderDevice, RefusesBlocksItCannotServeSafely)
 {
     struct Case {
         const char* what;
-        void (*spoil)(Command&, DWORD& outSize, bool& noOverlapped, bool& noBlock);
-    };
-    const Case cases[] = {
-        {"transfer longer than the buffer",
-         [](Command&, DWORD& outSize, bool&, bool&) { outSize -= 1; }},
-        {"no OVERLAPPED record",
-         [](Command&, DWORD&, bool& noOverlapped, bool&) { noOverlapped = true; }},
-        {"no command block", [](Command&, DWORD&, bool&, bool& noBlock) { noBlock = true; }},
-        {"empty CDB", [](Command& c, DWORD&, bool&, bool&) { c.block.CdbLength = 0; }},
-        {"CDB over 16 bytes", [](Command& c, DWORD&, bool&, bool&) { c.block.CdbLength = 17; }},
+        DWORD outSize;
+        bool overlapped, block;
+        BYTE cdbLength;
+    } cases[] = {
+        {"transfer longer than the buffer", 0x1F, true, true, 10},
+        {"no OVERLAPPED record", 0x20, false, true, 10},
+        {"no command block", 0x20, true, false, 10},
+        {"empty CDB", 0x20, true, true, 0},
+        {"CDB over 16 bytes", 0x20, true, true, 17},
     };
     const std::size_t before = m_camera->received().size();
     for (const Case& test : cases) {
         SCOPED_TRACE(test.what);
         Command command(SCSIOP_READ10, 0x20);
-        DWORD outSize = 0x20;
-        bool noOverlapped = false, noBlock = false;
-        test.spoil(command, outSize, noOverlapped, noBlock);
-        EXPECT_FALSE(os::DeviceIoControl(
-            m_device, IOCTL_SCSISCAN_CMD, noBlock ? nullptr : &command.block, sizeof(command.block),
-            command.data.data(), outSize, nullptr, noOverlapped ? nullptr : &command.overlapped));
+        command.block.CdbLength = test.cdbLength;
+        EXPECT_FALSE(os::DeviceIoControl(m_device, IOCTL_SCSISCAN_CMD,
+                                         test.block ? &command.block : nullptr,
+                                         sizeof(command.block), command.data.data(), test.outSize,
+                                         nullptr, test.overlapped ? &command.overlapped : nullptr));
         EXPECT_EQ(os::GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
     }
     EXPECT_EQ(m_camera->received().size(), before) << "nothing reached the camera";

@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <thread>
@@ -87,8 +89,10 @@ private:
     std::thread m_thread;
 };
 
+// Answers with a good status; the data is cut after `cutAt` bytes, and
+// then the connection is to be closed (false).
 bool reply(int fd, const scsisock::Request& request, std::uint32_t tag, std::uint32_t transferred,
-           std::uint32_t magicOverride = 0)
+           std::uint32_t magicOverride = 0, std::size_t cutAt = SIZE_MAX)
 {
     scsisock::Reply answer;
     answer.tag = tag;
@@ -99,8 +103,8 @@ bool reply(int fd, const scsisock::Request& request, std::uint32_t tag, std::uin
     if (magicOverride != 0) std::memcpy(header, &magicOverride, 4);
     writeAll(fd, header, sizeof(header));
     std::vector<std::uint8_t> data(request.direction == scsisock::kDataIn ? transferred : 0, 0x42);
-    writeAll(fd, data.data(), data.size());
-    return true;
+    writeAll(fd, data.data(), std::min(data.size(), cutAt));
+    return cutAt >= data.size();
 }
 
 // A read of 0x20 bytes into a buffer of 0x5A bytes.
@@ -124,17 +128,7 @@ TEST(SocketClient, BrokenRepliesEndTheDevice)
          [](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag, 4, 0x12345678); }},
         {"closed before replying", [](int, const scsisock::Request&) { return false; }},
         {"closed in the middle of the data",
-         [](int fd, const scsisock::Request& r) {
-             scsisock::Reply answer;
-             answer.tag = r.tag;
-             answer.srbStatus = SRB_STATUS_SUCCESS;
-             answer.transferred = 0x10;
-             std::uint8_t header[scsisock::kReplySize];
-             scsisock::encode(answer, header);
-             writeAll(fd, header, sizeof(header));
-             writeAll(fd, "abc", 3);
-             return false;
-         }},
+         [](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag, 0x10, 0, 3); }},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);

@@ -113,7 +113,8 @@ TEST_F(SimFaults, HandshakeAgainstEachFault)
     } cases[] = {
         // clang-format off
         {"busy, error and bus reset repeat", {{kRead, SRB_STATUS_BUSY, 0},
-         {kRead, SRB_STATUS_ERROR, 0}, {kWrite, SRB_STATUS_BUS_RESET, 0}}, false, {}, vkRN_OK, false},
+         {kRead, SRB_STATUS_ERROR, 0}, {kWrite, SRB_STATUS_BUS_RESET, 0}}, false, {}, vkRN_OK,
+         false},
         {"flushed request: device gone", {{kWrite, SRB_STATUS_REQUEST_FLUSHED, 0}}, false, {},
          vkRNERROR_DEVICE_NOT_AVAILABLE, true},
         {"off the bus", {{kRead, 0, 0, Disposition::kDeviceLost}}, false, {},
