@@ -297,16 +297,17 @@ TEST_F(Settings, CannedAnswersSendNoCommand)
     std::vector<char> owner(32);
     EXPECT_EQ(m_slots->baseReadSetting(OWNER_NAME, owner.data()), vkRN_OK);
     EXPECT_EQ(text(owner), "Mr.Velor");
-    DWORD value = 0x12345678;
-    EXPECT_EQ(m_slots->baseReadSetting(CAMERA_TIME, &value), vkRN_OK);
-    EXPECT_EQ(value, 0x12345678u) << "the clock read answers at once";
+    // The clock read answers at once, leaving the caller's word.
+    for (auto [tag, expected] : {std::pair<uint32_t, DWORD>{CAMERA_TIME, 0x12345678},
+                                 {READ_BATT_STATUS, 0x10000006},
+                                 {READ_BODY_ID, 7}}) {
+        DWORD value = 0x12345678;
+        EXPECT_EQ(m_slots->baseReadSetting(tag, &value), vkRN_OK);
+        EXPECT_EQ(value, expected) << tag;
+    }
     DWORD timeRecord[3] = {};
     EXPECT_EQ(m_object->_rapiGetCameraTime(timeRecord), vkRN_OK);
     EXPECT_EQ(timeRecord[0], 1000000000u);
-    EXPECT_EQ(m_slots->baseReadSetting(READ_BATT_STATUS, &value), vkRN_OK);
-    EXPECT_EQ(value, 0x10000006u);
-    EXPECT_EQ(m_slots->baseReadSetting(READ_BODY_ID, &value), vkRN_OK);
-    EXPECT_EQ(value, 7u);
     dsCAMERA_FUNCTION_INFO info;
     std::memset(&info, 0xEE, sizeof(info));
     EXPECT_EQ(m_slots->baseReadSetting(READ_CAMERA_FUNCTION_INFO, &info), vkRN_OK);
@@ -320,15 +321,19 @@ TEST_F(Settings, CannedAnswersSendNoCommand)
     EXPECT_EQ(+info.wFixedValue, 11);
     EXPECT_EQ(+info.dwSetting[5], 0x8000000Fu);
     EXPECT_EQ(+info.dwFunction[0], 0u);
+    // An empty prefix is answered before the length checks; a short suffix after them.
     const dsFILE_NAME_PREFIX prefix = {"", "", ""};
     DWORD clock = 1000;
-    EXPECT_EQ(m_slots->baseWriteSetting(OWNER_NAME, "Someone"), vkRN_OK);
-    EXPECT_EQ(m_slots->baseWriteSetting(CAMERA_TIME, &clock), vkRN_OK);
-    EXPECT_EQ(m_slots->baseWriteSetting(NAME_PREFIX_EX, &prefix), vkRN_OK) << "before the checks";
-    EXPECT_EQ(m_slots->baseWriteSetting(DIRECTORY_SUFFIX, "ABCDE"), vkRN_OK);
-    EXPECT_EQ(m_slots->baseWriteSetting(DIRECTORY_SUFFIX, "ABCD"), kBad) << "after the checks";
-    EXPECT_EQ(m_slots->baseWriteSetting(RESET_NAME_PREFIX, nullptr), vkRN_OK);
-    EXPECT_EQ(m_slots->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr), vkRN_OK);
+    const struct {
+        uint32_t tag;
+        const void* record;
+        DWORD result;
+    } writes[] = {{OWNER_NAME, "Someone", vkRN_OK},          {CAMERA_TIME, &clock, vkRN_OK},
+                  {NAME_PREFIX_EX, &prefix, vkRN_OK},        {DIRECTORY_SUFFIX, "ABCDE", vkRN_OK},
+                  {DIRECTORY_SUFFIX, "ABCD", kBad},          {RESET_NAME_PREFIX, nullptr, vkRN_OK},
+                  {RESET_DIRECTORY_SUFFIX, nullptr, vkRN_OK}};
+    for (const auto& write : writes)
+        EXPECT_EQ(m_slots->baseWriteSetting(write.tag, write.record), write.result) << write.tag;
     EXPECT_TRUE(m_camera->received().empty()) << m_camera->received().size() << " commands";
     EXPECT_EQ(m_camera->rapiRequests().size(), requests);
     EXPECT_EQ(m_camera->settings().owner, sim::SettingsState().owner);

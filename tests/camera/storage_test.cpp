@@ -61,6 +61,7 @@ protected:
 
 // The demo card: every file of the listing is what the card holds, read
 // whole, in blocks and in odd parts; its header is the file's first part.
+// (What the demo files are is the simulator suite's to check.)
 TEST_F(Storage, WholeCardListedAndEveryFileDownloaded)
 {
     const std::vector<Listed> entries = list("ATA01:\\");
@@ -73,14 +74,9 @@ TEST_F(Storage, WholeCardListedAndEveryFileDownloaded)
         if (entry.attributes & sim::kAttributeDirectory) continue;
         SCOPED_TRACE(entry.path);
         ++files;
-        const std::string cardPath = entry.path.substr(std::strlen("ATA01:\\"));
-        sim::CardPath path;
-        for (std::size_t at = 0; at <= cardPath.size();) {
-            const std::size_t end = std::min(cardPath.find('\\', at), cardPath.size());
-            path.push_back(cardPath.substr(at, end - at));
-            at = end + 1;
-        }
-        const Bytes expected = onCard(0, path);
+        // The demo card keeps its files in one folder.
+        const std::string name = entry.path.substr(entry.path.rfind('\\') + 1);
+        const Bytes expected = onCard(0, {"DCIM", "100VELOR", name});
         ASSERT_EQ(entry.size, expected.size());
         EXPECT_EQ(download(entry.path), expected);
         EXPECT_EQ(download(entry.path, 0xFF00), expected);
@@ -91,14 +87,6 @@ TEST_F(Storage, WholeCardListedAndEveryFileDownloaded)
         uint32_t size = 0;
         EXPECT_EQ(m_slots->baseGetFileSize(entry.path.c_str(), &size), vkRN_OK);
         EXPECT_EQ(size, expected.size());
-        if (entry.path.size() > 4 && entry.path.substr(entry.path.size() - 4) == ".JPG") {
-            EXPECT_EQ(expected[0], 0xFF);
-            EXPECT_EQ(expected[1], 0xD8);
-            EXPECT_EQ(expected[expected.size() - 2], 0xFF);
-            EXPECT_EQ(expected.back(), 0xD9);
-        } else {
-            EXPECT_GT(expected.size(), std::size_t{4} << 20) << "a RAW-sized file";
-        }
     }
     EXPECT_EQ(files, 4);
     // One level down, and only what matches the second string.
@@ -270,24 +258,17 @@ TEST_F(Storage, VolumesArePackedAndCounted)
 TEST_F(Storage, PathsEachCameraGenerationReceives)
 {
     const std::string file = "atA01:\\dcim\\100velor\\img_0003.jpg";
+    uint32_t n = 0;
     struct Case {
         const char* name;
         std::function<DWORD(DslrObject*)> run;
         std::size_t skip;  // bytes before the path
         std::string thisCamera, earlierCamera;
     } cases[] = {
-        {"file",
-         [&](DslrObject* o) {
-             uint32_t n;
-             return o->baseGetFile(file.c_str(), &n);
-         },
-         4, "ATA01:\\DCIM\\100VELOR\\IMG_0003.JPG", "/ATA01\\DCIM\\100VELOR\\IMG_0003.JPG"},
-        {"size",
-         [&](DslrObject* o) {
-             uint32_t n;
-             return o->baseGetFileSize(file.c_str(), &n);
-         },
-         0, "ATA01:\\DCIM\\100VELOR\\IMG_0003.JPG", "/ATA01\\DCIM\\100VELOR\\IMG_0003.JPG"},
+        {"file", [&](DslrObject* o) { return o->baseGetFile(file.c_str(), &n); }, 4,
+         "ATA01:\\DCIM\\100VELOR\\IMG_0003.JPG", "/ATA01\\DCIM\\100VELOR\\IMG_0003.JPG"},
+        {"size", [&](DslrObject* o) { return o->baseGetFileSize(file.c_str(), &n); }, 0,
+         "ATA01:\\DCIM\\100VELOR\\IMG_0003.JPG", "/ATA01\\DCIM\\100VELOR\\IMG_0003.JPG"},
         {"times", [&](DslrObject* o) { return o->baseSetFileTimes(pathList({file}).data(), 1); }, 4,
          "ATA01:\\DCIM\\100VELOR\\IMG_0003.JPG", "/ATA01\\DCIM\\100VELOR\\IMG_0003.JPG"},
         {"attributes",
