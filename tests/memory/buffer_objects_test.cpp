@@ -16,11 +16,8 @@
 
 namespace {
 
-struct Deleter {
-    void operator()(MemoryBuffer* buffer) const { delete buffer; }
-};
 template <typename T>
-using Owned = std::unique_ptr<T, Deleter>;
+using Owned = std::unique_ptr<T>;
 
 DWORD wordAt(const BYTE* bytes, int offset)
 {

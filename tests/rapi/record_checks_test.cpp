@@ -30,12 +30,9 @@ const Check kJpg = CHECK_ROUTINE(Utl_JpgQualityCheckVal);
 const Check kMatrix = CHECK_ROUTINE(Utl_ColorMatrixCheckVal);
 const Check kShift = CHECK_ROUTINE(Utl_WbShiftCheckVal);
 
-void putWord(std::vector<BYTE>& record, std::size_t offset, DWORD value)
-{
-    std::memcpy(record.data() + offset, &value, sizeof(value));
-}
-
-void putShort(std::vector<BYTE>& record, std::size_t offset, WORD value)
+// A word or short written into a record at a byte offset.
+template <typename T>
+void put(std::vector<BYTE>& record, std::size_t offset, T value)
 {
     std::memcpy(record.data() + offset, &value, sizeof(value));
 }
@@ -149,7 +146,8 @@ TEST_F(RecordChecks, RangeChecksFollowBit23AndTheFlag)
         SCOPED_TRACE(test.name);
         m_object->m_dwModelID = test.model;
         std::vector<BYTE> record(test.size, 0);
-        for (std::size_t i = 0; i < test.words.size(); ++i) putWord(record, 4 * i, test.words[i]);
+        for (std::size_t i = 0; i < test.words.size(); ++i)
+            put<DWORD>(record, 4 * i, test.words[i]);
         if (test.fullCaption) std::memset(record.data() + 8, 'A', 32);
         const std::vector<BYTE> before = record;
         LogCapture log(kLogChecks | (test.bit23 ? kBit23 : 0));
@@ -199,9 +197,9 @@ TEST_F(RecordChecks, PersonalFunction25ValuesStopAtTheFirstBadWord)
         SCOPED_TRACE(test.name);
         std::vector<BYTE> record(114, 0);
         std::memcpy(record.data() + kAEmode, good, sizeof(good));
-        if (test.word >= 0) putShort(record, kAEmode + 2 * test.word, test.value);
+        if (test.word >= 0) put<WORD>(record, kAEmode + 2 * test.word, test.value);
         const bool badAEmode = test.word == 0 && test.result != 0;
-        if (badAEmode) putShort(record, kAEmode + 2, 0);  // a bad metering word behind it
+        if (badAEmode) put<WORD>(record, kAEmode + 2, 0);  // a bad metering word behind it
         LogCapture log(kLogChecks);
         EXPECT_EQ(m_object->Utl_PFnCheck(test.size, record.data(), test.flag), test.result);
         if (test.text != nullptr) {
