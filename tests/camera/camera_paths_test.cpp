@@ -3,10 +3,7 @@
 
 #include "camera/camera_paths.h"
 #include "support/fault_plan.h"
-
-#include "VKRNQ402.h"
-#include "log/dbg_log.h"
-#include "object/Dslr1394Object.h"
+#include "support/fresh_object.h"
 
 #include <gtest/gtest.h>
 
@@ -18,16 +15,7 @@ namespace {
 
 using namespace std::string_literals;
 
-class CameraPaths : public ::testing::Test {
-protected:
-    void SetUp() override { m_object = static_cast<Dslr1394Object*>(DSLR_GetObject()); }
-    void TearDown() override
-    {
-        DSLR_DeleteObject(m_object);
-        Dbg_ResetLogLevelForTest();
-    }
-    Dslr1394Object* m_object = nullptr;
-};
+using CameraPaths = FreshObject;
 
 TEST_F(CameraPaths, ConversionByCameraModel)
 {

@@ -11,10 +11,9 @@
 #include "rapi/command_table.h"
 #include "rapi/rapi_call.h"
 #include "rapi/rapi_messages.h"
-#include "sim/camera.h"
-#include "support/fake_device.h"
-#include "support/fault_plan.h"
+#include "support/allocation_sweep.h"
 #include "support/log_capture.h"
+#include "support/sim_object.h"
 
 #include <gtest/gtest.h>
 
@@ -68,42 +67,15 @@ uint32_t DSLR_STDCALL stopFromCallback(uint32_t, void*, uint32_t, uintptr_t cont
     return 0;
 }
 
-bool endsWithin10s(HANDLE thread)
-{
-    DWORD code = STILL_ACTIVE;
-    for (int i = 0; i < 10000 && code == STILL_ACTIVE; ++i) {
-        if (!os::GetExitCodeThread(thread, &code)) return false;
-        os::Sleep(1);
-    }
-    return code != STILL_ACTIVE;
-}
-
 const RapiCallTexts kTexts = {"request", "reply", "send(0x%lx)", "reply(0x%lx)"};
 
-class ConnectionCycle : public ::testing::Test {
+class ConnectionCycle : public SimObject {
 protected:
-    void SetUp() override
+    ConnectionCycle()
     {
-        m_camera = sim::cameraNamed(m_name);
-        sim::CameraOptions options;
-        options.modelId = 0x80000529;
-        m_camera->configure(options);
-        m_object = static_cast<Dslr1394Object*>(DSLR_GetObject());
-        m_slots = m_object;
-        ASSERT_EQ(m_slots->baseDslrOpenPort(("sim:" + m_name).c_str()), vkRN_OK);
-        ASSERT_EQ(m_slots->baseOpenCameraComm(0, onEvent, reinterpret_cast<uintptr_t>(&m_inbox)),
-                  vkRN_OK);
-    }
-    void TearDown() override
-    {
-        if (m_slots != nullptr) deleteObject();
-    }
-    void deleteObject()
-    {
-        m_slots->baseCloseCameraComm();
-        m_slots->baseDslrClosePort();
-        DSLR_DeleteObject(m_slots);
-        m_slots = nullptr;
+        m_modelId = 0x80000529;
+        m_callback = onEvent;
+        m_context = reinterpret_cast<uintptr_t>(&m_inbox);
     }
     DWORD call(DWORD request, const std::vector<BYTE>& params, DWORD recordSize)
     {
@@ -112,10 +84,6 @@ protected:
                          static_cast<DWORD>(params.size()), record.data(), recordSize, kTexts);
     }
 
-    std::string m_name = uniqueName("cycle");
-    std::shared_ptr<sim::Camera> m_camera;
-    Dslr1394Object* m_object = nullptr;
-    DslrObject* m_slots = nullptr;
     Inbox m_inbox;
 };
 
@@ -304,22 +272,13 @@ TEST_F(ConnectionCycle, ConfusedCameraRepliesAndTheLastExchange)
         DWORD result;
         RapiExchangeRecord last;
     } cases[] = {
-        {"camera error",
-         {0x00A50123, std::nullopt, std::nullopt},
-         0x02000123,
+        // clang-format off
+        {"camera error", {0x00A50123, {}, {}}, 0x02000123, {kReply, 0x00A50123, 0}},
+        {"camera error wins over a wrong constant", {0x00A50123, {}, 7}, 0x02000123,
          {kReply, 0x00A50123, 0}},
-        {"camera error wins over a wrong constant",
-         {0x00A50123, std::nullopt, 7},
-         0x02000123,
-         {kReply, 0x00A50123, 0}},
-        {"wrong reply code",
-         {std::nullopt, 0x22100001, std::nullopt},
-         vkRNERROR_INVALID_PARAMETER,
-         {0x22100001, 0, 0}},
-        {"wrong reference constant",
-         {std::nullopt, std::nullopt, 7},
-         vkRNERROR_INVALID_PARAMETER,
-         {kReply, 0, 0}},
+        {"wrong reply code", {{}, 0x22100001, {}}, vkRNERROR_INVALID_PARAMETER, {0x22100001, 0, 0}},
+        {"wrong reference constant", {{}, {}, 7}, vkRNERROR_INVALID_PARAMETER, {kReply, 0, 0}},
+        // clang-format on
         {"good", {}, vkRN_OK, {kReply, 0, 0}},
     };
     for (const Case& test : cases) {
@@ -367,26 +326,10 @@ TEST_F(ConnectionCycle, EveryAllocationFailureOfAnExchange)
          0},
     };
     for (const Case& test : cases) {
-        unsigned allocations = 0;
-        {
-            FaultPlan counting;
-            ASSERT_EQ(test.run(), vkRN_OK) << test.name;
-            allocations = counting.calls(Op::Malloc) + counting.calls(Op::Calloc);
-        }
-        for (Op op : {Op::Malloc, Op::Calloc}) {
-            for (unsigned nth = 1; nth <= allocations; ++nth) {
-                SCOPED_TRACE(std::string(test.name) + " " + OpName(op) + " #" +
-                             std::to_string(nth));
-                FaultPlan plan;
-                plan.fail(op, nth);
-                const DWORD result = test.run();
-                const bool survived = op == Op::Malloc && nth == test.degradesAt;
-                if (plan.calls(op) >= nth) {
-                    EXPECT_EQ(result, survived ? vkRN_OK : vkRNERROR_OUT_OF_MEMORY);
-                }
-                EXPECT_EQ(plan.outstandingAllocations(), 0u);
-            }
-        }
+        sweepAllocations(test.name, test.run, [&](const FailedAllocation& failed) {
+            const bool survived = failed.op == Op::Malloc && failed.nth == test.degradesAt;
+            EXPECT_EQ(failed.result, survived ? vkRN_OK : vkRNERROR_OUT_OF_MEMORY);
+        });
     }
 }
 

@@ -364,14 +364,10 @@ TEST_F(ImageParams, EveryAllocationFailure)
                 record = test.record;
                 return test.run(record.data());
             },
-            [&](DWORD result, const LogCapture& log, const FaultPlan& plan) {
-                EXPECT_EQ(result, vkRNERROR_OUT_OF_MEMORY);
-                EXPECT_EQ(plan.outstandingAllocations(), 0u);
+            [&](const FailedAllocation& failed) {
+                EXPECT_EQ(failed.result, vkRNERROR_OUT_OF_MEMORY);
                 EXPECT_EQ(record, test.record) << "the caller's record is untouched";
-                bool ownText = false;
-                for (const std::string& line : log.records())
-                    ownText = ownText || line.find(test.name) != std::string::npos;
-                EXPECT_TRUE(ownText);
+                EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
             });
     }
 }

@@ -7,6 +7,7 @@
 #include "log/dbg_log.h"
 #include "platform/scsiscan.h"
 #include "sim/release.h"
+#include "support/allocation_sweep.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 #include "support/sim_object.h"
@@ -371,34 +372,22 @@ TEST_F(Release, EveryAllocationFailure)
     };
     const Bytes untouched(100, 0xA5);
     for (const Case& test : cases) {
-        unsigned allocations = 0;
-        auto prepare = [&] {
-            if (test.needsImage) {
-                ASSERT_EQ(control(o, DS_RELEASE_CONTROL_RELEASE, none, none), vkRN_OK);
-            }
-        };
-        {
-            prepare();
-            Bytes record = untouched;
-            FaultPlan counting;
-            ASSERT_EQ(test.run(record.data()), vkRN_OK) << test.name;
-            allocations = counting.calls(Op::Malloc) + counting.calls(Op::Calloc);
-        }
-        ASSERT_GT(allocations, 0u) << test.name;
-        for (Op op : {Op::Malloc, Op::Calloc}) {
-            for (unsigned nth = 1; nth <= allocations; ++nth) {
-                SCOPED_TRACE(std::string(test.name) + " " + OpName(op) + " #" + std::to_string(nth));
-                prepare();
-                Bytes record = untouched;
-                FaultPlan plan;
-                plan.fail(op, nth);
-                const DWORD result = test.run(record.data());
-                if (plan.calls(op) < nth) continue;
-                EXPECT_EQ(result, vkRNERROR_OUT_OF_MEMORY);
-                EXPECT_EQ(plan.outstandingAllocations(), 0u);
+        Bytes record = untouched;
+        sweepAllocations(
+            test.name,
+            [&] {
+                record = untouched;
+                return test.run(record.data());
+            },
+            [&](const FailedAllocation& failed) {
+                EXPECT_EQ(failed.result, vkRNERROR_OUT_OF_MEMORY);
                 EXPECT_EQ(record, untouched);
-            }
-        }
+            },
+            [&] {
+                if (test.needsImage) {
+                    ASSERT_EQ(control(o, DS_RELEASE_CONTROL_RELEASE, none, none), vkRN_OK);
+                }
+            });
     }
 }
 

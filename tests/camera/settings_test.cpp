@@ -6,7 +6,7 @@
 #include "VKRNQ402.h"
 #include "log/dbg_log.h"
 #include "sim/settings.h"
-#include "support/fault_plan.h"
+#include "support/allocation_sweep.h"
 #include "support/log_capture.h"
 #include "support/sim_object.h"
 
@@ -99,17 +99,9 @@ TEST_F(Settings, EveryReadTagAnswersFromTheCamera)
     LogCapture log(0x5);
     EXPECT_EQ(m_slots->baseReadSetting(4, nullptr), vkRNERROR_NOT_SUPPORTED);
     EXPECT_EQ(m_slots->baseReadSetting(CURRENT_DIRECTORY, nullptr), vkRNERROR_NOT_SUPPORTED);
-    const std::string all = log.text();
-    auto count = [&](const std::string& needle) {
-        int found = 0;
-        for (std::size_t at = all.find(needle); at != std::string::npos;
-             at = all.find(needle, at + 1))
-            ++found;
-        return found;
-    };
-    EXPECT_EQ(count("baseReadSetting: unknown operation tag."), 1) << "tag 4 only";
-    EXPECT_EQ(count("<ERROR>"), 1);
-    EXPECT_EQ(count("baseReadSetting: CURRENT_DIRECTORY"), 1);
+    EXPECT_EQ(log.count("baseReadSetting: unknown operation tag."), 1) << "tag 4 only";
+    EXPECT_EQ(log.count("<ERROR>"), 1);
+    EXPECT_EQ(log.count("baseReadSetting: CURRENT_DIRECTORY"), 1);
 }
 
 // Writes read back what was written; what the library or the camera refuses
@@ -305,16 +297,17 @@ TEST_F(Settings, CannedAnswersSendNoCommand)
     std::vector<char> owner(32);
     EXPECT_EQ(m_slots->baseReadSetting(OWNER_NAME, owner.data()), vkRN_OK);
     EXPECT_EQ(text(owner), "Mr.Velor");
-    DWORD value = 0x12345678;
-    EXPECT_EQ(m_slots->baseReadSetting(CAMERA_TIME, &value), vkRN_OK);
-    EXPECT_EQ(value, 0x12345678u) << "the clock read answers at once";
+    // The clock read answers at once, leaving the caller's word.
+    for (auto [tag, expected] : {std::pair<uint32_t, DWORD>{CAMERA_TIME, 0x12345678},
+                                 {READ_BATT_STATUS, 0x10000006},
+                                 {READ_BODY_ID, 7}}) {
+        DWORD value = 0x12345678;
+        EXPECT_EQ(m_slots->baseReadSetting(tag, &value), vkRN_OK);
+        EXPECT_EQ(value, expected) << tag;
+    }
     DWORD timeRecord[3] = {};
     EXPECT_EQ(m_object->_rapiGetCameraTime(timeRecord), vkRN_OK);
     EXPECT_EQ(timeRecord[0], 1000000000u);
-    EXPECT_EQ(m_slots->baseReadSetting(READ_BATT_STATUS, &value), vkRN_OK);
-    EXPECT_EQ(value, 0x10000006u);
-    EXPECT_EQ(m_slots->baseReadSetting(READ_BODY_ID, &value), vkRN_OK);
-    EXPECT_EQ(value, 7u);
     dsCAMERA_FUNCTION_INFO info;
     std::memset(&info, 0xEE, sizeof(info));
     EXPECT_EQ(m_slots->baseReadSetting(READ_CAMERA_FUNCTION_INFO, &info), vkRN_OK);
@@ -328,15 +321,19 @@ TEST_F(Settings, CannedAnswersSendNoCommand)
     EXPECT_EQ(+info.wFixedValue, 11);
     EXPECT_EQ(+info.dwSetting[5], 0x8000000Fu);
     EXPECT_EQ(+info.dwFunction[0], 0u);
+    // An empty prefix is answered before the length checks; a short suffix after them.
     const dsFILE_NAME_PREFIX prefix = {"", "", ""};
     DWORD clock = 1000;
-    EXPECT_EQ(m_slots->baseWriteSetting(OWNER_NAME, "Someone"), vkRN_OK);
-    EXPECT_EQ(m_slots->baseWriteSetting(CAMERA_TIME, &clock), vkRN_OK);
-    EXPECT_EQ(m_slots->baseWriteSetting(NAME_PREFIX_EX, &prefix), vkRN_OK) << "before the checks";
-    EXPECT_EQ(m_slots->baseWriteSetting(DIRECTORY_SUFFIX, "ABCDE"), vkRN_OK);
-    EXPECT_EQ(m_slots->baseWriteSetting(DIRECTORY_SUFFIX, "ABCD"), kBad) << "after the checks";
-    EXPECT_EQ(m_slots->baseWriteSetting(RESET_NAME_PREFIX, nullptr), vkRN_OK);
-    EXPECT_EQ(m_slots->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr), vkRN_OK);
+    const struct {
+        uint32_t tag;
+        const void* record;
+        DWORD result;
+    } writes[] = {{OWNER_NAME, "Someone", vkRN_OK},          {CAMERA_TIME, &clock, vkRN_OK},
+                  {NAME_PREFIX_EX, &prefix, vkRN_OK},        {DIRECTORY_SUFFIX, "ABCDE", vkRN_OK},
+                  {DIRECTORY_SUFFIX, "ABCD", kBad},          {RESET_NAME_PREFIX, nullptr, vkRN_OK},
+                  {RESET_DIRECTORY_SUFFIX, nullptr, vkRN_OK}};
+    for (const auto& write : writes)
+        EXPECT_EQ(m_slots->baseWriteSetting(write.tag, write.record), write.result) << write.tag;
     EXPECT_TRUE(m_camera->received().empty()) << m_camera->received().size() << " commands";
     EXPECT_EQ(m_camera->rapiRequests().size(), requests);
     EXPECT_EQ(m_camera->settings().owner, sim::SettingsState().owner);
@@ -441,37 +438,19 @@ TEST_F(Settings, EveryAllocationFailure)
     };
     const std::vector<BYTE> untouched(1100, 0xA5);
     for (const Case& test : cases) {
-        unsigned allocations = 0;
-        {
-            std::vector<BYTE> record = untouched;
-            FaultPlan counting;
-            ASSERT_EQ(test.run(record.data()), vkRN_OK) << test.name;
-            allocations = counting.calls(Op::Malloc) + counting.calls(Op::Calloc);
-        }
-        ASSERT_GT(allocations, 0u) << test.name;
-        for (Op op : {Op::Malloc, Op::Calloc}) {
-            for (unsigned nth = 1; nth <= allocations; ++nth) {
-                SCOPED_TRACE(std::string(test.name) + " " + OpName(op) + " #" +
-                             std::to_string(nth));
-                std::vector<BYTE> record = untouched;
-                LogCapture log(0x1);
-                FaultPlan plan;
-                plan.fail(op, nth);
-                const DWORD result = test.run(record.data());
-                if (plan.calls(op) < nth) continue;
-                const bool readFailed = test.dataPhase && result == vkRNERROR_TRANSFER_FAILED &&
-                                        log.contains("base1394ReadData has error(0x2000002)");
-                EXPECT_TRUE(result == vkRNERROR_OUT_OF_MEMORY || readFailed) << result;
-                EXPECT_EQ(plan.outstandingAllocations(), 0u);
-                if (test.firstWordWritten) std::memcpy(record.data(), untouched.data(), 4);
-                EXPECT_EQ(record, untouched);
-                bool ownText = false;
-                for (const std::string& line : log.records())
-                    ownText = ownText || (line.find("<ERROR>") != std::string::npos &&
-                                          line.find(test.name) != std::string::npos);
-                EXPECT_TRUE(ownText);
-            }
-        }
+        std::vector<BYTE> record;
+        const auto run = [&] {
+            record = untouched;
+            return test.run(record.data());
+        };
+        sweepAllocations(test.name, run, [&](const FailedAllocation& failed) {
+            const bool readFailed = test.dataPhase && failed.result == vkRNERROR_TRANSFER_FAILED &&
+                                    failed.log.contains("base1394ReadData has error(0x2000002)");
+            EXPECT_TRUE(failed.result == vkRNERROR_OUT_OF_MEMORY || readFailed) << failed.result;
+            if (test.firstWordWritten) std::memcpy(record.data(), untouched.data(), 4);
+            EXPECT_EQ(record, untouched);
+            EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
+        });
     }
 }
 

@@ -2,12 +2,9 @@
 // the commands they send, how partial and failed completions continue or
 // end, and what the caller is told.
 
-#include "object/Dslr1394Object.h"
-
-#include "VKRNQ402.h"
-#include "log/dbg_log.h"
 #include "support/fake_device.h"
 #include "support/fault_plan.h"
+#include "support/fresh_object.h"
 #include "support/log_capture.h"
 #include "support/scripted_device.h"
 
@@ -19,26 +16,23 @@ namespace {
 
 using Bytes = std::vector<BYTE>;
 
-class BlockIo : public ::testing::Test {
+class BlockIo : public FreshObject {
 protected:
     void SetUp() override
     {
-        m_object = static_cast<Dslr1394Object*>(DSLR_GetObject());
         ASSERT_NE(m_object, nullptr);
         ASSERT_EQ(m_object->ScanMngrOpenPort(m_port.c_str()), vkRN_OK);
     }
     void TearDown() override
     {
         m_object->ScanMngrClosePort();
-        DSLR_DeleteObject(m_object);
-        Dbg_ResetLogLevelForTest();
+        FreshObject::TearDown();
     }
     static DWORD length10(const IssuedCommand& c) { return (c.cdb[7] << 8) | c.cdb[8]; }
 
     // The scripted driver answers in place of the camera; the port path
     // only has to open and fit the object's 32-byte copy of it.
     std::string m_port = "sim:" + uniqueName("d");
-    Dslr1394Object* m_object = nullptr;
 };
 
 // Which commands a read of each length becomes, and what the caller learns.
@@ -109,30 +103,17 @@ TEST_F(BlockIo, StatusesOfEmptyCompletions)
         std::size_t commands;
         const char* text;
     } cases[] = {
-        {"partial, then the rest at the advanced offset",
-         {{0x800}, {ScriptedCompletion::kAll}},
-         vkRN_OK,
-         0x1000,
-         2,
-         "SendMsgTime"},
+        // clang-format off
+        {"partial, then the rest at the advanced offset", {{0x800}, {ScriptedCompletion::kAll}},
+         vkRN_OK, 0x1000, 2, "SendMsgTime"},
         {"busy, error and bus reset are repeated",
          {{0, SRB_STATUS_BUSY}, {0, SRB_STATUS_ERROR}, {0, SRB_STATUS_BUS_RESET}, {}},
-         vkRN_OK,
-         0x1000,
-         4,
-         "ScanMngrScsiWrite: SRB_STATUS_BUS_RESET"},
-        {"request flushed",
-         {{0x400}, {0, SRB_STATUS_REQUEST_FLUSHED}},
-         vkRNERROR_TRANSFER_FAILED,
-         0x400,
-         2,
-         "bNoDeviceFlagPtr is NULL in ScanMngrScsiWrite()"},
-        {"no device: stops with what has moved",
-         {{0x400}, {0, SRB_STATUS_NO_DEVICE}},
-         vkRN_OK,
-         0x400,
-         2,
-         "Output Length Error in ScanMngrScsiWrite(). dwOutputLength(0xc00)"},
+         vkRN_OK, 0x1000, 4, "ScanMngrScsiWrite: SRB_STATUS_BUS_RESET"},
+        {"request flushed", {{0x400}, {0, SRB_STATUS_REQUEST_FLUSHED}}, vkRNERROR_TRANSFER_FAILED,
+         0x400, 2, "bNoDeviceFlagPtr is NULL in ScanMngrScsiWrite()"},
+        {"no device: stops with what has moved", {{0x400}, {0, SRB_STATUS_NO_DEVICE}}, vkRN_OK,
+         0x400, 2, "Output Length Error in ScanMngrScsiWrite(). dwOutputLength(0xc00)"},
+        // clang-format on
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);

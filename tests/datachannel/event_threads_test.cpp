@@ -155,14 +155,8 @@ TEST_F(EventThreads, FailedSenseReadDeliversOneEventAndEndsPolling)
     ASSERT_TRUE(m_journal.waitFor([](Journal& j) { return !j.delivered.empty(); }));
     // Both threads end by themselves: polling on the failure, notification
     // because polling passed its exit value on.
-    for (HANDLE thread : {m_object->m_hInterruptThread, m_object->m_hNotificationThread}) {
-        DWORD code = STILL_ACTIVE;
-        for (int i = 0; i < 10000 && code == STILL_ACTIVE; ++i) {
-            os::GetExitCodeThread(thread, &code);
-            os::Sleep(1);
-        }
-        EXPECT_NE(code, STILL_ACTIVE);
-    }
+    EXPECT_TRUE(endsWithin10s(m_object->m_hInterruptThread));
+    EXPECT_TRUE(endsWithin10s(m_object->m_hNotificationThread));
     std::lock_guard<std::mutex> guard(m_journal.lock);
     ASSERT_EQ(m_journal.delivered.size(), 1u);
     EXPECT_EQ(m_journal.delivered[0].id, kSenseFailureEvent);

@@ -1,20 +1,54 @@
 // The message channel against dslrsim running as its own process, over a
-// local socket and over TCP on the loopback interface: the handshake, the
-// negotiated blocks, and what every process on the port sees when the
-// camera's process dies in the middle of a transfer.
+// local socket and over TCP on the loopback interface (on Windows, the one
+// the test script runs natively): the handshake, the negotiated blocks, and
+// what every process on the port sees when the camera's process dies in the
+// middle of a transfer.
 
-#ifdef _WIN32
+#if defined(_WIN32) || defined(DSLRSIM_PATH)
 
 #include "msgchannel/ScsiScanManager.h"
 
 #include "VKRNQ402.h"
+#include "support/fake_device.h"
+
+#ifndef _WIN32
+#include "support/child_process.h"
+#endif
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
+#include <memory>
+#include <thread>
 #include <vector>
 
 namespace {
+
+// Connects, learns the model and block size, and sends a message longer
+// than two blocks.
+void handshakeAndLongMessage(const std::string& address, DWORD expectedModel,
+                             DWORD expectedBlockSize)
+{
+    auto manager = std::make_unique<ScsiScanManager>();
+    ASSERT_EQ(manager->OpenPort(address.c_str()), vkRN_OK);
+    DWORD deviceID = 0, model = 0;
+    WORD endian = 1;
+    ASSERT_EQ(manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
+    EXPECT_EQ(model, expectedModel);
+    if (expectedBlockSize != 0) {
+        EXPECT_EQ(manager->m_maxScsiDataSize, expectedBlockSize);
+    }
+    std::vector<BYTE> payload(0x14000 - 8, 0x11);
+    EXPECT_EQ(manager->WriteSequence(0x10000010, payload.data(), static_cast<DWORD>(payload.size()),
+                                     10000),
+              vkRN_OK);
+    EXPECT_EQ(manager->DisConnectCamera(), vkRN_OK);
+    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
+}
+
+#ifdef _WIN32
 
 // The Windows build reaches a dslrsim that the test script runs natively and
 // names in VKRN_DSLRSIM_ADDRESS ("tcp:127.0.0.1:PORT"); without one the test
@@ -23,71 +57,21 @@ TEST(RemoteCamera, HandshakeWithTheCameraNamedByTheEnvironment)
 {
     const char* address = std::getenv("VKRN_DSLRSIM_ADDRESS");
     if (address == nullptr) GTEST_SKIP() << "VKRN_DSLRSIM_ADDRESS is not set";
-    auto* manager = new ScsiScanManager;
-    ASSERT_EQ(manager->OpenPort(address), vkRN_OK);
-    DWORD deviceID = 0, model = 0;
-    WORD endian = 1;
-    ASSERT_EQ(manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
-    EXPECT_EQ(model, 0x80000402u);
-    std::vector<BYTE> payload(0x14000 - 8, 0x22);
-    EXPECT_EQ(manager->WriteSequence(0x10000010, payload.data(), static_cast<DWORD>(payload.size()),
-                                     10000),
-              vkRN_OK);
-    EXPECT_EQ(manager->DisConnectCamera(), vkRN_OK);
-    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
-    delete manager;
+    handshakeAndLongMessage(address, 0x80000402, 0);
 }
 
-}  // namespace
-
-#endif  // _WIN32
-
-#if !defined(_WIN32) && defined(DSLRSIM_PATH)
-
-#include "msgchannel/ScsiScanManager.h"
-
-#include "VKRNQ402.h"
-#include "support/child_process.h"
-#include "support/fake_device.h"
-
-#include <gtest/gtest.h>
-
-#include <csignal>
-#include <thread>
-#include <vector>
-
-namespace {
+#else
 
 std::string unixAddress() { return "unix:/tmp/" + uniqueName("dslrsim") + ".sock"; }
-std::string tcpAddress() { return "tcp:127.0.0.1:" + std::to_string(freeLoopbackPort()); }
-
-struct Transport {
-    const char* name;
-    std::string (*address)();
-};
-const Transport kTransports[] = {{"unix", unixAddress}, {"tcp", tcpAddress}};
 
 TEST(RemoteCamera, HandshakeAndNegotiatedBlocksOverEachTransport)
 {
-    for (const Transport& transport : kTransports) {
-        SCOPED_TRACE(transport.name);
-        const std::string address = transport.address();
+    for (const std::string& address :
+         {unixAddress(), "tcp:127.0.0.1:" + std::to_string(freeLoopbackPort())}) {
+        SCOPED_TRACE(address);
         Dslrsim camera(address, {"--model", "0x80000529", "--block-size", "32768"});
         ASSERT_TRUE(camera.ready());
-        auto* manager = new ScsiScanManager;
-        ASSERT_EQ(manager->OpenPort(address.c_str()), vkRN_OK);
-        DWORD deviceID = 0, model = 0;
-        WORD endian = 1;
-        ASSERT_EQ(manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
-        EXPECT_EQ(model, 0x80000529u);
-        EXPECT_EQ(manager->m_maxScsiDataSize, 0x8000u);
-        std::vector<BYTE> payload(0x14000 - 8, 0x11);
-        EXPECT_EQ(manager->WriteSequence(0x10000010, payload.data(),
-                                         static_cast<DWORD>(payload.size()), 10000),
-                  vkRN_OK);
-        EXPECT_EQ(manager->DisConnectCamera(), vkRN_OK);
-        EXPECT_EQ(manager->ClosePort(), vkRN_OK);
-        delete manager;
+        handshakeAndLongMessage(address, 0x80000529, 0x8000);
     }
 }
 
@@ -102,7 +86,7 @@ TEST(RemoteCamera, KilledCameraLowersTheFlagForEveryProcessOnThePort)
     ChildProcess peer({PORT_PEER_PATH, address});
     ASSERT_EQ(peer.readLine(), "open 0x00000000");
 
-    auto* manager = new ScsiScanManager;
+    auto manager = std::make_unique<ScsiScanManager>();
     ASSERT_EQ(manager->OpenPort(address.c_str()), vkRN_OK);
     DWORD deviceID = 0, model = 0;
     WORD endian = 0;
@@ -126,9 +110,10 @@ TEST(RemoteCamera, KilledCameraLowersTheFlagForEveryProcessOnThePort)
     peer.writeLine("close");
     EXPECT_EQ(peer.wait(), 0);
     manager->ClosePort();
-    delete manager;
 }
+
+#endif
 
 }  // namespace
 
-#endif  // _WIN32
+#endif

@@ -1,39 +1,31 @@
-// SCSI commands of the message channel: their bytes, and how one transfer
-// becomes a sequence of them against a scripted driver.
+// The message channel against a scripted driver that plays the camera: the
+// SCSI commands' bytes, how one transfer becomes a sequence of them, messages
+// and the connection handshake.
 
 #include "msgchannel/ScsiScanManager.h"
 
 #include "VKRNQ402.h"
-#include "support/fake_device.h"
+#include "memory/message_buffer.h"
+#include "memory/sense_message.h"
+#include "support/fake_port.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 #include "support/scripted_device.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <initializer_list>
 #include <vector>
 
 namespace {
 
 using Bytes = std::vector<BYTE>;
 
-class ScsiSequence : public ::testing::Test {
+class ScsiSequence : public FakePort {
 protected:
-    void SetUp() override
-    {
-        m_manager = new ScsiScanManager;
-        ASSERT_EQ(m_manager->OpenPort(m_device.path()), vkRN_OK);
-    }
-    void TearDown() override
-    {
-        m_manager->ClosePort();
-        delete m_manager;
-    }
     // The length field of a 10-byte CDB.
     static DWORD cdbLength10(const IssuedCommand& c) { return (c.cdb[7] << 8) | c.cdb[8]; }
-
-    FakeDevice m_device{uniqueName("cam")};
-    ScsiScanManager* m_manager = nullptr;
 };
 
 TEST_F(ScsiSequence, CommandBlocksCarryTheDocumentedBytes)
@@ -48,11 +40,10 @@ TEST_F(ScsiSequence, CommandBlocksCarryTheDocumentedBytes)
         {0x03, 84, {0x03, 0, 0, 0, 0x54, 0}, SRB_FLAGS_DATA_IN, 21},
         {0x28, 0x1234, {0x28, 0, 0, 0, 0, 0, 0, 0x12, 0x34, 0}, SRB_FLAGS_DATA_IN, 0},
         {0x2A, 0x8000, {0x2A, 0, 0, 0, 0, 0, 0, 0x80, 0x00, 0}, SRB_FLAGS_DATA_OUT, 0},
-        {0xA8,
-         0x12345678,
-         {0xA8, 0, 0, 0, 0, 0, 0x12, 0x34, 0x56, 0x78, 0, 0},
-         SRB_FLAGS_DATA_IN,
+        // clang-format off
+        {0xA8, 0x12345678, {0xA8, 0, 0, 0, 0, 0, 0x12, 0x34, 0x56, 0x78, 0, 0}, SRB_FLAGS_DATA_IN,
          0},
+        // clang-format on
         {0xAA, 0x10000, {0xAA, 0, 0, 0, 0, 0, 0, 0x01, 0, 0, 0, 0}, SRB_FLAGS_DATA_OUT, 0},
     };
     for (const Case& c : cases) {
@@ -90,11 +81,10 @@ TEST_F(ScsiSequence, TransfersAreCutIntoNegotiatedBlocksAndPartialCompletionsCon
         // than 16 bits of length.
         {0, 0x14000, {}, {0xFFFF, 0x4001}, {0, 0xFFFF}},
         // Busy, bus reset and error without data: the same command again.
-        {0x8000,
-         0x100,
-         {{0, SRB_STATUS_BUSY}, {0, SRB_STATUS_BUS_RESET}, {0, SRB_STATUS_ERROR}},
-         {0x100, 0x100, 0x100, 0x100},
-         {0, 0, 0, 0}},
+        // clang-format off
+        {0x8000, 0x100, {{0, SRB_STATUS_BUSY}, {0, SRB_STATUS_BUS_RESET}, {0, SRB_STATUS_ERROR}},
+         {0x100, 0x100, 0x100, 0x100}, {0, 0, 0, 0}},
+        // clang-format on
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.size);
@@ -123,12 +113,12 @@ TEST_F(ScsiSequence, StatusesThatEndATransfer)
         DWORD flagAfter;
         const char* text;
     } cases[] = {
-        {{{0, SRB_STATUS_REQUEST_FLUSHED}},
-         vkRNERROR_DEVICE_NOT_AVAILABLE,
-         0,
+        // clang-format off
+        {{{0, SRB_STATUS_REQUEST_FLUSHED}}, vkRNERROR_DEVICE_NOT_AVAILABLE, 0,
          "Transmission went wrong"},
         {{{0, SRB_STATUS_NO_DEVICE}}, vkRNERROR_TRANSFER_FAILED, 1, "SrbStatus Error(0x8)"},
         {{{0x200}}, vkRNERROR_TRANSFER_FAILED, 1, "exceeds 0x100"},
+        // clang-format on
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.text);
@@ -167,6 +157,172 @@ TEST_F(ScsiSequence, TimeBudgetsRunOutWithoutWaitingRealSeconds)
                   vkRNERROR_TRANSFER_FAILED);
         EXPECT_EQ(counting.calls(Op::WaitForSingleObject), steps) << timeout;
         EXPECT_EQ(device.cancels(), 1u);
+    }
+}
+
+// A reply message: type, data length, then the words.
+ScriptedCompletion reply(DWORD type, std::initializer_list<DWORD> words)
+{
+    std::vector<DWORD> message = {type, static_cast<DWORD>(4 * words.size())};
+    message.insert(message.end(), words);
+    Bytes bytes(message.size() * 4);
+    std::memcpy(bytes.data(), message.data(), bytes.size());
+    return {ScriptedCompletion::kAll, SRB_STATUS_SUCCESS, false, bytes};
+}
+
+const ScriptedCompletion kSent{};  // a write that goes out whole
+
+DWORD messageTypeOf(const IssuedCommand& command)
+{
+    DWORD type = 0;
+    if (command.data.size() >= 4) std::memcpy(&type, command.data.data(), 4);
+    return type;
+}
+
+class Handshake : public FakePort {
+protected:
+    // The camera's side of a handshake; `connectCode` answers connect.
+    static std::vector<ScriptedCompletion> camera(DWORD connectCode, DWORD deviceID, DWORD idBlock,
+                                                  DWORD negotiatedBlock, DWORD negotiationError = 0)
+    {
+        return {kSent, reply(0x20000001, {0, connectCode}),
+                kSent, reply(0x20000003, {0, deviceID, 0x80000402, idBlock}),
+                kSent, reply(0x20000004, {negotiationError, negotiatedBlock}),
+                kSent, reply(0x20000005, {0, negotiatedBlock})};
+    }
+};
+
+TEST_F(Handshake, ConnectsLearnsTheCameraAndAgreesOnTheBlockSize)
+{
+    ScriptedDevice device(camera(0, 0x1234, 0x8000, 0x8000));
+    DWORD deviceID = 0, model = 0;
+    WORD endian = 0xFFFF;
+    ASSERT_EQ(m_manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
+    EXPECT_EQ(deviceID, 0x1234u);
+    EXPECT_EQ(model, 0x80000402u);
+    EXPECT_EQ(endian, 0);
+    EXPECT_EQ(m_manager->m_maxScsiDataSize, 0x8000u);
+
+    const std::vector<DWORD> requests = {0x10000001, 0x10000003, 0x10000004, 0x10000005};
+    ASSERT_EQ(device.commands().size(), 8u);
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+        EXPECT_EQ(device.commands()[2 * i].cdb[0], SCSIOP_WRITE10);
+        EXPECT_EQ(messageTypeOf(device.commands()[2 * i]), requests[i]);
+        EXPECT_EQ(device.commands()[2 * i + 1].cdb[0], SCSIOP_READ10);
+    }
+    EXPECT_EQ(device.commands()[3].transferLength, 24u);  // device-ID reply: 8 + 16 bytes
+    const Bytes setNegotiation = {0x05, 0, 0, 0x10, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0x80, 0, 0};
+    EXPECT_EQ(device.commands()[6].data, setNegotiation);
+}
+
+TEST_F(Handshake, EveryWayItCanEnd)
+{
+    struct Case {
+        const char* name;
+        std::vector<ScriptedCompletion> script;
+        DWORD result;
+        std::size_t commands;
+        const char* text;
+    } cases[] = {
+        {"already connected", camera(1, 7, 0x8000, 0x8000), vkRNERROR_PORT_IS_IN_USE, 8,
+         "ConnectResponceCode is ALREADY"},
+        {"refused", camera(2, 7, 0x8000, 0x8000), vkRNERROR_CONNECT_REFUSED, 2,
+         "ConnectResponceCode is FAILED"},
+        {"wait", camera(3, 7, 0x8000, 0x8000), vkRNERROR_PORT_NOT_OPEN, 2,
+         "ConnectResponceCode is WAIT"},
+        {"unknown", camera(7, 7, 0x8000, 0x8000), vkRNERROR_PORT_NOT_OPEN, 2,
+         "ConnectResponceCode(0x7) is nothing"},
+        {"no device ID", camera(0, 0, 0x8000, 0x8000), vkRNERROR_NO_DEVICE_ID, 4, "deviceIDData"},
+        {"sizes disagree", camera(0, 7, 0x8000, 0x10000), vkRNERROR_TRANSFER_FAILED, 6,
+         "m_maxScsiDataSize(0x8000) differs from the gotten maxSizeScsiData(0x10000)"},
+        {"negotiation error", camera(0, 7, 0x8000, 0x8000, 5), vkRNERROR_NOT_SUPPORTED, 6,
+         "ErrorCode was returned from Device"},
+        // clang-format off
+        {"wrong reply", {kSent, reply(0x20000003, {0, 0})}, vkRNERROR_INVALID_PARAMETER, 2,
+         "messageType was not in agreement"},
+        // clang-format on
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        LogCapture log(0x1 | 0x4 | 0x20);
+        ScriptedDevice device(c.script);
+        DWORD deviceID = 0xAAAA, model = 0xBBBB;
+        WORD endian = 0;
+        EXPECT_EQ(m_manager->ConnectCamera(&deviceID, &model, &endian), c.result);
+        EXPECT_EQ(device.commands().size(), c.commands);
+        EXPECT_TRUE(log.contains(c.text));
+        if (c.result == vkRNERROR_NO_DEVICE_ID) {
+            EXPECT_EQ(deviceID, 0u);
+            EXPECT_EQ(model, 0xBBBBu);  // untouched
+        }
+    }
+}
+
+TEST_F(Handshake, StoppedChannelFailsBeforeTheMutex)
+{
+    ASSERT_EQ(m_manager->WriteMapFile(0), vkRN_OK);
+    ScriptedDevice device({});
+    FaultPlan counting;
+    EXPECT_EQ(m_manager->WriteSequence(0x10000010, nullptr, 0, 10000),
+              vkRNERROR_DEVICE_NOT_AVAILABLE);
+    BYTE replyBytes[8];
+    EXPECT_EQ(m_manager->ReadSequence(0x20000010, replyBytes, 8, 10000),
+              vkRNERROR_DEVICE_NOT_AVAILABLE);
+    EXPECT_EQ(counting.calls(Op::WaitForSingleObject), 0u);
+    EXPECT_TRUE(device.commands().empty());
+    EXPECT_EQ(counting.outstandingAllocations(), 0u);
+}
+
+TEST_F(Handshake, DisconnectNeedsTheOnlyUser)
+{
+    EXPECT_EQ(m_manager->DisConnectCamera(), vkRN_OK);
+    ASSERT_EQ(m_manager->OpenPort(m_device.path()), vkRN_OK);
+    EXPECT_EQ(m_manager->DisConnectCamera(), vkRNERROR_PORT_IS_IN_USE);
+    EXPECT_EQ(m_manager->ClosePort(), vkRN_OK);
+    ScsiScanManager closed;
+    EXPECT_EQ(closed.DisConnectCamera(), vkRNERROR_PORT_NOT_OPEN);
+}
+
+TEST_F(Handshake, FactoryMessagesRunUnderTheLongDriverTimeOut)
+{
+    LogCapture log(0x4);
+    ScriptedDevice device({kSent, reply(0x20000099, {5})});
+    MessageBuffer* request = new MessageBuffer;
+    ASSERT_EQ(request->CreateTransferMessage(0x10000099, nullptr, 0), vkRN_OK);
+    EXPECT_EQ(m_manager->FactoryWriteMessage(request, 10000), vkRN_OK);
+    MessageBuffer* answer = new MessageBuffer;
+    ASSERT_EQ(answer->CreateRecivedMessageBuffer(4), vkRN_OK);
+    EXPECT_EQ(m_manager->FactoryReadMessage(answer, 10000), vkRN_OK);
+    EXPECT_EQ(answer->CheckRecivedMessage(0x20000099, 4), vkRN_OK);
+    EXPECT_EQ(device.timeouts(), (std::vector<DWORD>{600, 60, 600, 60}));
+    EXPECT_TRUE(log.contains("\tFactoryWriteMessage: WriteMessage() was successful."));
+    EXPECT_TRUE(log.contains("\tFactoryReadMessage: ReadMessage() was successful."));
+    delete request;
+    delete answer;
+}
+
+TEST_F(Handshake, SenseReadsRestoreTheDriverTimeOut)
+{
+    for (BYTE status : {SRB_STATUS_SUCCESS, SRB_STATUS_NO_DEVICE}) {
+        SenseMessage* sense = new SenseMessage;
+        ASSERT_EQ(sense->CreateSenseMessageBuffer(64), vkRN_OK);
+        Bytes senseBytes(84, 0);
+        senseBytes[2] = 0x09;
+        senseBytes[12] = 0x80;
+        senseBytes[13] = 2;
+        ScriptedCompletion answer{status == SRB_STATUS_SUCCESS ? ScriptedCompletion::kAll : 0,
+                                  status, false,
+                                  status == SRB_STATUS_SUCCESS ? senseBytes : Bytes()};
+        ScriptedDevice device({answer});
+        DWORD result = m_manager->ReadRequestSense(sense);
+        EXPECT_EQ(result, status == SRB_STATUS_SUCCESS ? vkRN_OK : vkRNERROR_TRANSFER_FAILED);
+        EXPECT_EQ(device.timeouts(), (std::vector<DWORD>{10, 60}));
+        ASSERT_EQ(device.commands().size(), 1u);
+        EXPECT_EQ(device.commands()[0].cdb, (Bytes{0x03, 0, 0, 0, 0x54, 0}));
+        if (result == vkRN_OK) {
+            EXPECT_EQ(sense->CheckSenseMessage(9, 0x80), 2);
+        }
+        delete sense;
     }
 }
 

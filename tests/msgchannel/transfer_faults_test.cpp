@@ -6,32 +6,19 @@
 
 #include "VKRNQ402.h"
 #include "memory/sense_message.h"
-#include "support/fake_device.h"
 #include "support/fault_plan.h"
+#include "support/sim_port.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-class TransferFaults : public ::testing::Test {
+class TransferFaults : public SimPort {
 protected:
-    void SetUp() override
-    {
-        m_manager = new ScsiScanManager;
-        ASSERT_EQ(m_manager->OpenPort(("sim:" + uniqueName("sweep")).c_str()), vkRN_OK);
-    }
-    void TearDown() override
-    {
-        m_manager->ClosePort();
-        delete m_manager;
-    }
-
     // A connection followed by a sense read.
     DWORD exercise()
     {
-        DWORD deviceID = 0, model = 0;
-        WORD endian = 0;
-        DWORD result = m_manager->ConnectCamera(&deviceID, &model, &endian);
+        DWORD result = connect();
         if (result != vkRN_OK) return result;
         auto* sense = new SenseMessage;  // from the table: may fail too
         if (sense == nullptr) return vkRNERROR_OUT_OF_MEMORY;
@@ -40,8 +27,6 @@ protected:
         delete sense;
         return result;
     }
-
-    ScsiScanManager* m_manager = nullptr;
 };
 
 TEST_F(TransferFaults, EachFailingCallEndsCleanlyWithItsCode)

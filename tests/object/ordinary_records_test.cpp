@@ -2,14 +2,11 @@
 // see: support people compare logs line by line, so safety measures must not
 // add records to a path that needs none of them.
 
-#include "object/Dslr1394Object.h"
-
-#include "VKRNQ402.h"
-#include "log/dbg_log.h"
 #include "memory/sense_message.h"
 #include "msgchannel/ScsiScanManager.h"
 #include "support/fake_device.h"
 #include "support/fault_plan.h"
+#include "support/fresh_object.h"
 #include "support/log_capture.h"
 
 #include <gtest/gtest.h>
@@ -52,14 +49,7 @@ std::string errorText(DWORD code)
     return result;
 }
 
-class OrdinaryRecords : public ::testing::Test {
-protected:
-    void TearDown() override
-    {
-        if (m_object != nullptr) DSLR_DeleteObject(m_object);
-    }
-    Dslr1394Object* m_object = static_cast<Dslr1394Object*>(DSLR_GetObject());
-};
+using OrdinaryRecords = FreshObject;
 
 TEST_F(OrdinaryRecords, PathsWriteExactlyTheirOwnRecords)
 {

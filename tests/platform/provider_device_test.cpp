@@ -7,6 +7,7 @@
 #include "sim/camera.h"
 #include "support/fake_device.h"
 #include "support/fault_plan.h"
+#include "support/still_image_command.h"
 
 #include <gtest/gtest.h>
 
@@ -15,42 +16,7 @@
 
 namespace {
 
-// One still-image command in flight, with everything the driver writes into.
-struct Command {
-    explicit Command(BYTE opcode, DWORD length, BYTE fill = 0)
-        : data(length, fill), event(os::CreateEventA(nullptr, TRUE, FALSE, nullptr))
-    {
-        block.Size = sizeof(block);
-        block.SrbFlags = opcode == SCSIOP_WRITE10 ? SRB_FLAGS_DATA_OUT : SRB_FLAGS_DATA_IN;
-        block.CdbLength = 10;
-        block.TransferLength = length;
-        block.Cdb[0] = opcode;
-        block.Cdb[7] = static_cast<BYTE>(length >> 8);
-        block.Cdb[8] = static_cast<BYTE>(length);
-        block.pSrbStatus = &srbStatus;
-        overlapped.hEvent = event;
-    }
-    ~Command() { os::CloseHandle(event); }
-
-    BOOL issue(HANDLE device)
-    {
-        return os::DeviceIoControl(device, IOCTL_SCSISCAN_CMD, &block, sizeof(block), data.data(),
-                                   static_cast<DWORD>(data.size()), nullptr, &overlapped);
-    }
-    // The command's result once complete: TRUE/FALSE, count, last error.
-    BOOL result(HANDLE device, DWORD& count, DWORD& error)
-    {
-        BOOL done = os::GetOverlappedResult(device, &overlapped, &count, TRUE);
-        error = done ? 0 : os::GetLastError();
-        return done;
-    }
-
-    SCSISCAN_CMD block = {};
-    std::vector<BYTE> data;
-    BYTE srbStatus = 0xEE;
-    HANDLE event;
-    OVERLAPPED overlapped = {};
-};
+using Command = StillImageCommand;
 
 class ProviderDevice : public ::testing::Test {
 protected:
@@ -66,11 +32,7 @@ protected:
         m_camera->attach();
         if (m_device != INVALID_HANDLE_VALUE) os::CloseHandle(m_device);
     }
-    HANDLE open()
-    {
-        return os::CreateFileA(("sim:" + m_name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                               OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
-    }
+    HANDLE open() { return openStillImageDevice("sim:" + m_name); }
 
     std::string m_name = uniqueName("provider");
     std::shared_ptr<sim::Camera> m_camera;
@@ -162,27 +124,25 @@ TEST_F(ProviderDevice, RefusesBlocksItCannotServeSafely)
 {
     struct Case {
         const char* what;
-        void (*spoil)(Command&, DWORD& outSize, bool& noOverlapped, bool& noBlock);
-    };
-    const Case cases[] = {
-        {"transfer longer than the buffer",
-         [](Command&, DWORD& outSize, bool&, bool&) { outSize -= 1; }},
-        {"no OVERLAPPED record",
-         [](Command&, DWORD&, bool& noOverlapped, bool&) { noOverlapped = true; }},
-        {"no command block", [](Command&, DWORD&, bool&, bool& noBlock) { noBlock = true; }},
-        {"empty CDB", [](Command& c, DWORD&, bool&, bool&) { c.block.CdbLength = 0; }},
-        {"CDB over 16 bytes", [](Command& c, DWORD&, bool&, bool&) { c.block.CdbLength = 17; }},
+        DWORD outSize;
+        bool overlapped, block;
+        BYTE cdbLength;
+    } cases[] = {
+        {"transfer longer than the buffer", 0x1F, true, true, 10},
+        {"no OVERLAPPED record", 0x20, false, true, 10},
+        {"no command block", 0x20, true, false, 10},
+        {"empty CDB", 0x20, true, true, 0},
+        {"CDB over 16 bytes", 0x20, true, true, 17},
     };
     const std::size_t before = m_camera->received().size();
     for (const Case& test : cases) {
         SCOPED_TRACE(test.what);
         Command command(SCSIOP_READ10, 0x20);
-        DWORD outSize = 0x20;
-        bool noOverlapped = false, noBlock = false;
-        test.spoil(command, outSize, noOverlapped, noBlock);
-        EXPECT_FALSE(os::DeviceIoControl(
-            m_device, IOCTL_SCSISCAN_CMD, noBlock ? nullptr : &command.block, sizeof(command.block),
-            command.data.data(), outSize, nullptr, noOverlapped ? nullptr : &command.overlapped));
+        command.block.CdbLength = test.cdbLength;
+        EXPECT_FALSE(os::DeviceIoControl(m_device, IOCTL_SCSISCAN_CMD,
+                                         test.block ? &command.block : nullptr,
+                                         sizeof(command.block), command.data.data(), test.outSize,
+                                         nullptr, test.overlapped ? &command.overlapped : nullptr));
         EXPECT_EQ(os::GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
     }
     EXPECT_EQ(m_camera->received().size(), before) << "nothing reached the camera";
@@ -204,9 +164,7 @@ TEST(ProviderPaths, UnreachableOrMalformedSocketPathsAreNotOpened)
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.path);
-        HANDLE device = os::CreateFileA(test.path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                        OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
-        EXPECT_EQ(device, INVALID_HANDLE_VALUE);
+        EXPECT_EQ(openStillImageDevice(test.path), INVALID_HANDLE_VALUE);
         EXPECT_EQ(os::GetLastError(), test.error);
     }
 }

@@ -8,9 +8,12 @@
 #include "platform/platform_api.h"
 #include "platform/scsiscan.h"
 #include "support/fake_device.h"
+#include "support/still_image_command.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <thread>
@@ -86,8 +89,10 @@ private:
     std::thread m_thread;
 };
 
+// Answers with a good status; the data is cut after `cutAt` bytes, and
+// then the connection is to be closed (false).
 bool reply(int fd, const scsisock::Request& request, std::uint32_t tag, std::uint32_t transferred,
-           std::uint32_t magicOverride = 0)
+           std::uint32_t magicOverride = 0, std::size_t cutAt = SIZE_MAX)
 {
     scsisock::Reply answer;
     answer.tag = tag;
@@ -98,42 +103,14 @@ bool reply(int fd, const scsisock::Request& request, std::uint32_t tag, std::uin
     if (magicOverride != 0) std::memcpy(header, &magicOverride, 4);
     writeAll(fd, header, sizeof(header));
     std::vector<std::uint8_t> data(request.direction == scsisock::kDataIn ? transferred : 0, 0x42);
-    writeAll(fd, data.data(), data.size());
-    return true;
+    writeAll(fd, data.data(), std::min(data.size(), cutAt));
+    return cutAt >= data.size();
 }
 
-struct Read {
-    explicit Read(HANDLE device) : device(device)
-    {
-        block.Size = sizeof(block);
-        block.SrbFlags = SRB_FLAGS_DATA_IN;
-        block.CdbLength = 10;
-        block.Cdb[0] = SCSIOP_READ10;
-        block.TransferLength = static_cast<DWORD>(data.size());
-        block.pSrbStatus = &srbStatus;
-        overlapped.hEvent = os::CreateEventA(nullptr, TRUE, FALSE, nullptr);
-    }
-    ~Read() { os::CloseHandle(overlapped.hEvent); }
-    // Issues the read and waits up to `milliseconds` for its end.
-    DWORD run(DWORD milliseconds = 5000)
-    {
-        os::DeviceIoControl(device, IOCTL_SCSISCAN_CMD, &block, sizeof(block), data.data(),
-                            static_cast<DWORD>(data.size()), nullptr, &overlapped);
-        return os::WaitForSingleObject(overlapped.hEvent, milliseconds);
-    }
-
-    HANDLE device;
-    SCSISCAN_CMD block = {};
-    std::vector<BYTE> data = std::vector<BYTE>(0x20, 0x5A);
-    BYTE srbStatus = 0xEE;
-    OVERLAPPED overlapped = {};
+// A read of 0x20 bytes into a buffer of 0x5A bytes.
+struct Read : StillImageCommand {
+    Read() : StillImageCommand(SCSIOP_READ10, 0x20, 0x5A) {}
 };
-
-HANDLE openPort(const std::string& path)
-{
-    return os::CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                           FILE_FLAG_OVERLAPPED, nullptr);
-}
 
 TEST(SocketClient, BrokenRepliesEndTheDevice)
 {
@@ -151,26 +128,16 @@ TEST(SocketClient, BrokenRepliesEndTheDevice)
          [](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag, 4, 0x12345678); }},
         {"closed before replying", [](int, const scsisock::Request&) { return false; }},
         {"closed in the middle of the data",
-         [](int fd, const scsisock::Request& r) {
-             scsisock::Reply answer;
-             answer.tag = r.tag;
-             answer.srbStatus = SRB_STATUS_SUCCESS;
-             answer.transferred = 0x10;
-             std::uint8_t header[scsisock::kReplySize];
-             scsisock::encode(answer, header);
-             writeAll(fd, header, sizeof(header));
-             writeAll(fd, "abc", 3);
-             return false;
-         }},
+         [](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag, 0x10, 0, 3); }},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         FakeServer server(test.answer);
-        HANDLE device = openPort(server.portPath());
+        HANDLE device = openStillImageDevice(server.portPath());
         ASSERT_NE(device, INVALID_HANDLE_VALUE);
         for (int i = 0; i < 2; ++i) {  // the command that met it, and any later one
-            Read read(device);
-            ASSERT_EQ(read.run(), WAIT_OBJECT_0);
+            Read read;
+            ASSERT_EQ(read.run(device), WAIT_OBJECT_0);
             EXPECT_EQ(read.srbStatus, SRB_STATUS_REQUEST_FLUSHED);
             EXPECT_EQ(read.overlapped.InternalHigh, 0u);
             EXPECT_EQ(read.data, std::vector<BYTE>(0x20, 0x5A));
@@ -182,10 +149,10 @@ TEST(SocketClient, BrokenRepliesEndTheDevice)
 TEST(SocketClient, GoodReplyFillsTheBufferUpToTheCount)
 {
     FakeServer server([](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag, 4); });
-    HANDLE device = openPort(server.portPath());
+    HANDLE device = openStillImageDevice(server.portPath());
     ASSERT_NE(device, INVALID_HANDLE_VALUE);
-    Read read(device);
-    ASSERT_EQ(read.run(), WAIT_OBJECT_0);
+    Read read;
+    ASSERT_EQ(read.run(device), WAIT_OBJECT_0);
     EXPECT_EQ(read.srbStatus, SRB_STATUS_SUCCESS);
     EXPECT_EQ(read.overlapped.InternalHigh, 4u);
     EXPECT_EQ(read.data[3], 0x42);
@@ -198,10 +165,10 @@ TEST(SocketClient, GoodReplyFillsTheBufferUpToTheCount)
 TEST(SocketClient, HungServerCanBeCancelledAndClosed)
 {
     FakeServer server([](int, const scsisock::Request&) { return true; });
-    HANDLE device = openPort(server.portPath());
+    HANDLE device = openStillImageDevice(server.portPath());
     ASSERT_NE(device, INVALID_HANDLE_VALUE);
-    Read read(device);
-    EXPECT_EQ(read.run(50), static_cast<DWORD>(WAIT_TIMEOUT));
+    Read read;
+    EXPECT_EQ(read.run(device, 50), static_cast<DWORD>(WAIT_TIMEOUT));
     ASSERT_TRUE(os::CancelIo(device));
     ASSERT_EQ(os::WaitForSingleObject(read.overlapped.hEvent, 5000), WAIT_OBJECT_0);
     DWORD count = 0;

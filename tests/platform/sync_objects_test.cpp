@@ -2,22 +2,15 @@
 // same calls the library makes. Portable: the Windows build runs it too.
 
 #include "platform/platform_api.h"
+#include "support/fake_device.h"
 #include "support/fault_plan.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstring>
 #include <string>
 
 namespace {
-
-std::string uniqueName(const char* prefix)
-{
-    static std::atomic<int> counter{0};
-    return std::string(prefix) + std::to_string(os::GetCurrentProcessId()) + "-" +
-           std::to_string(counter++);
-}
 
 TEST(Events, ManualStaysSignalledAutoReleasesOneWaiter)
 {
@@ -62,7 +55,30 @@ TEST(Threads, ExitCodeIsStillActiveUntilTheThreadEnds)
     os::CloseHandle(go);
 }
 
-TEST(NamedMutex, RecursiveForItsOwnerAndReleasedOnlyByIt)
+struct MutexProbe {
+    HANDLE mutex;
+    DWORD waitResult;
+    BOOL released;
+    DWORD releaseError;
+};
+
+DWORD WINAPI probeForeignMutex(LPVOID parameter)
+{
+    auto* probe = static_cast<MutexProbe*>(parameter);
+    probe->waitResult = os::WaitForSingleObject(probe->mutex, 0);
+    probe->released = os::ReleaseMutex(probe->mutex);
+    probe->releaseError = os::GetLastError();
+    return 0;
+}
+
+DWORD WINAPI takeAndAbandon(LPVOID mutex)
+{
+    return os::WaitForSingleObject(static_cast<HANDLE>(mutex), INFINITE);
+}
+
+// The library's port locking relies on these rules of Win32 mutexes; the
+// POSIX table copies them, the Windows one has them from the system.
+TEST(NamedMutex, RecursiveForItsOwnerReleasedOnlyByItAndAbandonedByADeadOwner)
 {
     std::string name = uniqueName("vkrn-test-mutex-");
     HANDLE mutex = os::CreateMutexA(nullptr, FALSE, name.c_str());
@@ -73,8 +89,31 @@ TEST(NamedMutex, RecursiveForItsOwnerAndReleasedOnlyByIt)
     EXPECT_FALSE(os::ReleaseMutex(mutex));  // not owned yet
     EXPECT_EQ(os::WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
     EXPECT_EQ(os::WaitForSingleObject(again, 0), WAIT_OBJECT_0);  // same owner, same mutex
+
+    // Another thread can neither take it nor release it.
+    MutexProbe probe{mutex, 0, TRUE, 0};
+    HANDLE thread = os::CreateThread(nullptr, 0, probeForeignMutex, &probe, 0, nullptr);
+    ASSERT_NE(thread, nullptr);
+    ASSERT_EQ(os::WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
+    os::CloseHandle(thread);
+    EXPECT_EQ(probe.waitResult, static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_FALSE(probe.released);
+    EXPECT_EQ(probe.releaseError, static_cast<DWORD>(ERROR_NOT_OWNER));
     EXPECT_TRUE(os::ReleaseMutex(again));
     EXPECT_TRUE(os::ReleaseMutex(mutex));
+
+#if !defined(__SANITIZE_THREAD__)  // a lock of a dead thread is outside its model
+    // A thread that ends holding it leaves it abandoned to the next waiter.
+    thread = os::CreateThread(nullptr, 0, takeAndAbandon, mutex, 0, nullptr);
+    ASSERT_NE(thread, nullptr);
+    ASSERT_EQ(os::WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
+    DWORD taken = 0;
+    EXPECT_TRUE(os::GetExitCodeThread(thread, &taken));
+    EXPECT_EQ(taken, static_cast<DWORD>(WAIT_OBJECT_0));
+    os::CloseHandle(thread);
+    EXPECT_EQ(os::WaitForSingleObject(mutex, 0), static_cast<DWORD>(WAIT_ABANDONED));
+    EXPECT_TRUE(os::ReleaseMutex(mutex));
+#endif
     os::CloseHandle(again);
     os::CloseHandle(mutex);
     EXPECT_EQ(os::OpenMutexA(SYNCHRONIZE, FALSE, name.c_str()),

@@ -2,10 +2,8 @@
 // debug bit 23, the personal-function checks and the conversions' argument
 // checks and item walk.
 
-#include "VKRNQ402.h"
-#include "log/dbg_log.h"
-#include "object/Dslr1394Object.h"
 #include "rapi/record_checks.h"
+#include "support/fresh_object.h"
 #include "support/log_capture.h"
 
 #include <gtest/gtest.h>
@@ -32,22 +30,14 @@ const Check kJpg = CHECK_ROUTINE(Utl_JpgQualityCheckVal);
 const Check kMatrix = CHECK_ROUTINE(Utl_ColorMatrixCheckVal);
 const Check kShift = CHECK_ROUTINE(Utl_WbShiftCheckVal);
 
-void putWord(std::vector<BYTE>& record, std::size_t offset, DWORD value)
+// A word or short written into a record at a byte offset.
+template <typename T>
+void put(std::vector<BYTE>& record, std::size_t offset, T value)
 {
     std::memcpy(record.data() + offset, &value, sizeof(value));
 }
 
-void putShort(std::vector<BYTE>& record, std::size_t offset, WORD value)
-{
-    std::memcpy(record.data() + offset, &value, sizeof(value));
-}
-
-class RecordChecks : public ::testing::Test {
-protected:
-    void SetUp() override { m_object = static_cast<Dslr1394Object*>(DSLR_GetObject()); }
-    void TearDown() override { DSLR_DeleteObject(m_object); }
-    Dslr1394Object* m_object = nullptr;
-};
+using RecordChecks = FreshObject;
 
 TEST_F(RecordChecks, GenerationFollowsSizeAndModel)
 {
@@ -156,7 +146,8 @@ TEST_F(RecordChecks, RangeChecksFollowBit23AndTheFlag)
         SCOPED_TRACE(test.name);
         m_object->m_dwModelID = test.model;
         std::vector<BYTE> record(test.size, 0);
-        for (std::size_t i = 0; i < test.words.size(); ++i) putWord(record, 4 * i, test.words[i]);
+        for (std::size_t i = 0; i < test.words.size(); ++i)
+            put<DWORD>(record, 4 * i, test.words[i]);
         if (test.fullCaption) std::memset(record.data() + 8, 'A', 32);
         const std::vector<BYTE> before = record;
         LogCapture log(kLogChecks | (test.bit23 ? kBit23 : 0));
@@ -206,9 +197,9 @@ TEST_F(RecordChecks, PersonalFunction25ValuesStopAtTheFirstBadWord)
         SCOPED_TRACE(test.name);
         std::vector<BYTE> record(114, 0);
         std::memcpy(record.data() + kAEmode, good, sizeof(good));
-        if (test.word >= 0) putShort(record, kAEmode + 2 * test.word, test.value);
+        if (test.word >= 0) put<WORD>(record, kAEmode + 2 * test.word, test.value);
         const bool badAEmode = test.word == 0 && test.result != 0;
-        if (badAEmode) putShort(record, kAEmode + 2, 0);  // a bad metering word behind it
+        if (badAEmode) put<WORD>(record, kAEmode + 2, 0);  // a bad metering word behind it
         LogCapture log(kLogChecks);
         EXPECT_EQ(m_object->Utl_PFnCheck(test.size, record.data(), test.flag), test.result);
         if (test.text != nullptr) {

@@ -1,36 +1,32 @@
-// An allocation-failure sweep: an operation is run once to count the
-// allocations it makes through the platform table, then once more for each
-// of them failing in turn.
+// Every allocation an operation makes fails once in turn.
+//
+// `run` is called first with nothing failing: it must succeed and allocate.
+// Then once for each of the Malloc and Calloc calls it made, with that call
+// failing and the error records captured: the sweep checks that no block is
+// left behind, and `check` judges the result of each run that reached its
+// failing call. `reset`, where given, puts the world back before every run,
+// outside the fault plan.
 #pragma once
 
+#include "VKRNQ402.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 
-#include <gtest/gtest.h>
-
 #include <functional>
+#include <initializer_list>
 #include <string>
 
-// `check` sees each failing run's result, its log (errors only) and plan.
-inline void sweepAllocations(
-    const std::string& name, const std::function<DWORD()>& run,
-    const std::function<void(DWORD, const LogCapture&, const FaultPlan&)>& check)
-{
-    unsigned allocations = 0;
-    {
-        FaultPlan counting;
-        ASSERT_EQ(run(), 0u) << name;
-        allocations = counting.calls(Op::Malloc) + counting.calls(Op::Calloc);
-    }
-    ASSERT_GT(allocations, 0u) << name;
-    for (Op op : {Op::Malloc, Op::Calloc}) {
-        for (unsigned nth = 1; nth <= allocations; ++nth) {
-            SCOPED_TRACE(name + " " + OpName(op) + " #" + std::to_string(nth));
-            LogCapture log(0x1);
-            FaultPlan plan;
-            plan.fail(op, nth);
-            const DWORD result = run();
-            if (plan.calls(op) >= nth) check(result, log, plan);
-        }
-    }
-}
+struct FailedAllocation {
+    Op op;
+    unsigned nth;  // which call of op failed
+    DWORD result;  // what the operation returned
+    const LogCapture& log;
+};
+
+void sweepAllocations(const std::string& name, const std::function<DWORD()>& run,
+                      const std::function<void(const FailedAllocation&)>& check,
+                      const std::function<void()>& reset = nullptr);
+
+// Whether an <ERROR> record of the log holds one of the texts (null ones
+// are skipped): an operation reports its failure in its own words.
+bool errorRecordNames(const LogCapture& log, std::initializer_list<const char*> texts);

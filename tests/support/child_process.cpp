@@ -52,33 +52,32 @@ ChildProcess::~ChildProcess()
     if (m_stdout >= 0) ::close(m_stdout);
 }
 
+// Appends what the output holds to the buffer; false at its end or when
+// nothing came in time.
+bool ChildProcess::readMore(int timeoutMs)
+{
+    pollfd ready = {m_stdout, POLLIN, 0};
+    if (::poll(&ready, 1, timeoutMs) <= 0) return false;
+    char chunk[256];
+    const ssize_t got = ::read(m_stdout, chunk, sizeof(chunk));
+    if (got <= 0) return false;
+    m_buffered.append(chunk, static_cast<std::size_t>(got));
+    return true;
+}
+
 std::string ChildProcess::readLine(int timeoutMs)
 {
-    for (;;) {
-        const std::size_t end = m_buffered.find('\n');
-        if (end != std::string::npos) {
-            std::string line = m_buffered.substr(0, end);
-            m_buffered.erase(0, end + 1);
-            return line;
-        }
-        pollfd ready = {m_stdout, POLLIN, 0};
-        if (::poll(&ready, 1, timeoutMs) <= 0) return {};
-        char chunk[256];
-        const ssize_t got = ::read(m_stdout, chunk, sizeof(chunk));
-        if (got <= 0) return {};
-        m_buffered.append(chunk, static_cast<std::size_t>(got));
-    }
+    std::size_t end;
+    while ((end = m_buffered.find('\n')) == std::string::npos)
+        if (!readMore(timeoutMs)) return {};
+    std::string line = m_buffered.substr(0, end);
+    m_buffered.erase(0, end + 1);
+    return line;
 }
 
 std::string ChildProcess::readAll(int timeoutMs)
 {
-    for (;;) {
-        pollfd ready = {m_stdout, POLLIN, 0};
-        if (::poll(&ready, 1, timeoutMs) <= 0) break;
-        char chunk[256];
-        const ssize_t got = ::read(m_stdout, chunk, sizeof(chunk));
-        if (got <= 0) break;
-        m_buffered.append(chunk, static_cast<std::size_t>(got));
+    while (readMore(timeoutMs)) {
     }
     std::string text;
     text.swap(m_buffered);

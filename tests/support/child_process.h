@@ -29,6 +29,8 @@ public:
     int wait();
 
 private:
+    bool readMore(int timeoutMs);
+
     pid_t m_pid = -1;
     int m_stdin = -1;
     int m_stdout = -1;

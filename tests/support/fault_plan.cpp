@@ -55,32 +55,9 @@ HLOCAL WINAPI trackedLocalFree(HLOCAL block)
     return FaultPlan::current()->saved().LocalFree(block);
 }
 
-const char* const kNames[] = {
-    "Malloc",
-    "Calloc",
-    "LocalAlloc",
-    "CloseHandle",
-    "CreateFileA",
-    "DeviceIoControl",
-    "GetOverlappedResult",
-    "CreateEventA",
-    "CreateMutexA",
-    "OpenMutexA",
-    "ReleaseMutex",
-    "WaitForSingleObject",
-    "CreateFileMappingA",
-    "MapViewOfFile",
-    "UnmapViewOfFile",
-    "AllocateAndInitializeSid",
-    "InitializeAcl",
-    "AddAccessDeniedAce",
-    "AddAccessAllowedAce",
-    "InitializeSecurityDescriptor",
-    "SetSecurityDescriptorDacl",
-    "CreateThread",
-    "GetExitCodeThread",
-    "GetVersionExA",
-};
+#define VKRN_OP_NAME(name) #name,
+const char* const kNames[] = {VKRN_FAULT_OPS(VKRN_OP_NAME)};
+#undef VKRN_OP_NAME
 static_assert(sizeof(kNames) / sizeof(kNames[0]) == static_cast<int>(Op::Count), "a name per Op");
 
 }  // namespace
@@ -91,30 +68,9 @@ FaultPlan::FaultPlan() : m_saved(os::api()), m_previous(g_plan)
 {
     g_plan = this;
     os::Api& table = os::api();
-    VKRN_WRAP(table, Malloc);
-    VKRN_WRAP(table, Calloc);
-    VKRN_WRAP(table, LocalAlloc);
-    VKRN_WRAP(table, CloseHandle);
-    VKRN_WRAP(table, CreateFileA);
-    VKRN_WRAP(table, DeviceIoControl);
-    VKRN_WRAP(table, GetOverlappedResult);
-    VKRN_WRAP(table, CreateEventA);
-    VKRN_WRAP(table, CreateMutexA);
-    VKRN_WRAP(table, OpenMutexA);
-    VKRN_WRAP(table, ReleaseMutex);
-    VKRN_WRAP(table, WaitForSingleObject);
-    VKRN_WRAP(table, CreateFileMappingA);
-    VKRN_WRAP(table, MapViewOfFile);
-    VKRN_WRAP(table, UnmapViewOfFile);
-    VKRN_WRAP(table, AllocateAndInitializeSid);
-    VKRN_WRAP(table, InitializeAcl);
-    VKRN_WRAP(table, AddAccessDeniedAce);
-    VKRN_WRAP(table, AddAccessAllowedAce);
-    VKRN_WRAP(table, InitializeSecurityDescriptor);
-    VKRN_WRAP(table, SetSecurityDescriptorDacl);
-    VKRN_WRAP(table, CreateThread);
-    VKRN_WRAP(table, GetExitCodeThread);
-    VKRN_WRAP(table, GetVersionExA);
+#define VKRN_WRAP_OP(name) VKRN_WRAP(table, name);
+    VKRN_FAULT_OPS(VKRN_WRAP_OP)
+#undef VKRN_WRAP_OP
     table.Free = trackedFree;
     table.LocalFree = trackedLocalFree;
 }
@@ -221,4 +177,14 @@ std::size_t openHandleCount()
 #else
     return os::posix::openHandleCount();
 #endif
+}
+
+bool endsWithin10s(HANDLE thread)
+{
+    DWORD code = STILL_ACTIVE;
+    for (int i = 0; i < 10000 && code == STILL_ACTIVE; ++i) {
+        if (!os::GetExitCodeThread(thread, &code)) return false;
+        os::Sleep(1);
+    }
+    return code != STILL_ACTIVE;
 }

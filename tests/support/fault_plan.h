@@ -15,33 +15,21 @@
 #include <mutex>
 #include <set>
 
-enum class Op {
-    Malloc,
-    Calloc,
-    LocalAlloc,
-    CloseHandle,
-    CreateFileA,
-    DeviceIoControl,
-    GetOverlappedResult,
-    CreateEventA,
-    CreateMutexA,
-    OpenMutexA,
-    ReleaseMutex,
-    WaitForSingleObject,
-    CreateFileMappingA,
-    MapViewOfFile,
-    UnmapViewOfFile,
-    AllocateAndInitializeSid,
-    InitializeAcl,
-    AddAccessDeniedAce,
-    AddAccessAllowedAce,
-    InitializeSecurityDescriptor,
-    SetSecurityDescriptorDacl,
-    CreateThread,
-    GetExitCodeThread,
-    GetVersionExA,
-    Count
-};
+// The table's operations that a plan can fail, in one list for the enum,
+// the names and the wrappers.
+// clang-format off
+#define VKRN_FAULT_OPS(X)                                                                   \
+    X(Malloc) X(Calloc) X(LocalAlloc) X(CloseHandle) X(CreateFileA) X(DeviceIoControl)      \
+    X(GetOverlappedResult) X(CreateEventA) X(CreateMutexA) X(OpenMutexA) X(ReleaseMutex)    \
+    X(WaitForSingleObject) X(CreateFileMappingA) X(MapViewOfFile) X(UnmapViewOfFile)        \
+    X(AllocateAndInitializeSid) X(InitializeAcl) X(AddAccessDeniedAce)                      \
+    X(AddAccessAllowedAce) X(InitializeSecurityDescriptor) X(SetSecurityDescriptorDacl)     \
+    X(CreateThread) X(GetExitCodeThread) X(GetVersionExA)
+
+#define VKRN_OP_ENUM(name) name,
+enum class Op { VKRN_FAULT_OPS(VKRN_OP_ENUM) Count };
+#undef VKRN_OP_ENUM
+// clang-format on
 
 const char* OpName(Op op);
 
@@ -105,3 +93,5 @@ private:
 
 // Live handles of this process, for leak checks.
 std::size_t openHandleCount();
+// Whether a thread has ended within about ten seconds of real time.
+bool endsWithin10s(HANDLE thread);

@@ -108,3 +108,12 @@ bool LogCapture::contains(const std::string& needle) const
 {
     return text().find(needle) != std::string::npos;
 }
+
+int LogCapture::count(const std::string& needle) const
+{
+    const std::string all = text();
+    int found = 0;
+    for (std::size_t at = all.find(needle); at != std::string::npos; at = all.find(needle, at + 1))
+        ++found;
+    return found;
+}

@@ -28,6 +28,8 @@ public:
     // left out.
     std::vector<std::string> messages() const;
     bool contains(const std::string& needle) const;
+    // How often the text stands in the file.
+    int count(const std::string& needle) const;
     const std::string& path() const { return m_path; }
     void detach();
 

@@ -18,17 +18,34 @@ protected:
     void SetUp() override
     {
         m_camera = sim::cameraNamed(m_name);
+        if (m_modelId != 0) {
+            sim::CameraOptions options = m_camera->options();
+            options.modelId = m_modelId;
+            m_camera->configure(options);
+        }
         m_object = static_cast<Dslr1394Object*>(DSLR_GetObject());
         m_slots = m_object;
         ASSERT_EQ(m_slots->baseDslrOpenPort(("sim:" + m_name).c_str()), vkRN_OK);
-        ASSERT_EQ(m_slots->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
+        ASSERT_EQ(m_slots->baseOpenCameraComm(0, m_callback, m_context), vkRN_OK);
     }
     void TearDown() override
+    {
+        if (m_slots != nullptr) deleteObject();
+    }
+    // Closes and deletes the object before the test ends.
+    void deleteObject()
     {
         m_slots->baseCloseCameraComm();
         m_slots->baseDslrClosePort();
         DSLR_DeleteObject(m_slots);
+        m_slots = nullptr;
     }
+
+    // A derived fixture may set these in its constructor: the model the
+    // camera reports (0: its own) and the notification callback.
+    std::uint32_t m_modelId = 0;
+    DslrNotifyCallback m_callback = nullptr;
+    uintptr_t m_context = 0;
 
     std::string m_name = uniqueName("object");
     std::shared_ptr<sim::Camera> m_camera;

@@ -5,7 +5,9 @@
 #if !defined(_WIN32) && defined(DSLRSIM_PATH)
 
 #include "VKRNQ402.h"
+#include "support/card_io.h"
 #include "support/child_process.h"
+#include "support/connected_object.h"
 #include "support/fake_device.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +23,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Bytes = std::vector<std::uint8_t>;
 
 Bytes hostFile(const fs::path& path)
 {
@@ -33,46 +34,6 @@ void putHostFile(const fs::path& path, std::size_t size, unsigned seed)
 {
     std::ofstream out(path, std::ios::binary);
     for (std::size_t i = 0; i < size; ++i) out.put(static_cast<char>(i * seed + seed));
-}
-
-struct Record {
-    std::uint16_t attributes;
-    std::uint32_t size;
-    std::string path;
-};
-
-std::vector<Record> listing(DslrObject* camera, const std::string& path)
-{
-    Bytes request{0x3F};
-    request.insert(request.end(), path.begin(), path.end());
-    request.insert(request.end(), {0, 0, 0});
-    uint32_t length = 0;
-    EXPECT_EQ(camera->baseGetDirs(request.data(), &length), vkRN_OK);
-    Bytes data(length);
-    EXPECT_EQ(camera->baseDslrReadData(data.data(), length), vkRN_OK);
-    std::vector<Record> records;
-    for (std::size_t at = 0; at + 10 < data.size();) {
-        Record r{};
-        std::memcpy(&r.attributes, &data[at], 2);
-        std::memcpy(&r.size, &data[at + 2], 4);
-        r.path = reinterpret_cast<const char*>(&data[at + 10]);
-        if (r.path.empty()) break;
-        records.push_back(r);
-        at += 10 + r.path.size() + 1;
-    }
-    return records;
-}
-
-Bytes download(DslrObject* camera, const std::string& path, std::size_t part)
-{
-    uint32_t length = 0;
-    EXPECT_EQ(camera->baseGetFile(path.c_str(), &length), vkRN_OK);
-    Bytes data(length);
-    for (std::size_t at = 0; at < length; at += part) {
-        const auto count = static_cast<uint32_t>(std::min<std::size_t>(part, length - at));
-        EXPECT_EQ(camera->baseDslrReadData(data.data() + at, count), vkRN_OK);
-    }
-    return data;
 }
 
 TEST(DslrsimStorage, HostDirectoryCardReadAndWritten)
@@ -90,25 +51,24 @@ TEST(DslrsimStorage, HostDirectoryCardReadAndWritten)
     EXPECT_NE(server.readLine(2000).find("a name too long.jpeg"), std::string::npos)
         << "the name the camera cannot show is reported";
 
-    DslrObject* camera = DSLR_GetObject();
-    ASSERT_EQ(camera->baseDslrOpenPort(address.c_str()), vkRN_OK);
-    ASSERT_EQ(camera->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
+    ConnectedObject camera(address);
+    ASSERT_TRUE(camera.connected());
 
     const std::map<std::string, fs::path> hostOf = {
         {"ATA01:\\DCIM\\100TEST\\IMG_0001.JPG", root / "DCIM" / "100TEST" / "IMG_0001.JPG"},
         {"ATA01:\\DCIM\\100TEST\\RAW_0002.RVX", root / "DCIM" / "100TEST" / "raw_0002.rvx"},
         {"ATA01:\\NOTES.TXT", root / "NOTES.TXT"}};
-    const std::vector<Record> records = listing(camera, "ATA01:\\");
+    const std::vector<Listed> records = listCard(camera.get(), "ATA01:\\");
     ASSERT_EQ(records.size(), 5u);
     int files = 0;
-    for (const Record& record : records) {
+    for (const Listed& record : records) {
         if (record.attributes & 0x10) continue;
         SCOPED_TRACE(record.path);
         ASSERT_EQ(hostOf.count(record.path), 1u);
         const Bytes expected = hostFile(hostOf.at(record.path));
         EXPECT_EQ(record.size, expected.size());
-        EXPECT_EQ(download(camera, record.path, 0xFF00), expected);
-        EXPECT_EQ(download(camera, record.path, 4099), expected);
+        EXPECT_EQ(downloadFile(camera.get(), record.path, 0xFF00), expected);
+        EXPECT_EQ(downloadFile(camera.get(), record.path, 4099), expected);
         ++files;
     }
     EXPECT_EQ(files, 3);
@@ -116,16 +76,11 @@ TEST(DslrsimStorage, HostDirectoryCardReadAndWritten)
     // An upload of several blocks lands in the directory under the camera's name.
     Bytes data(2 * 0xFF00 + 77);
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i ^ 0x5A);
-    for (std::size_t at = 0; at < data.size(); at += 0xFF00) {
-        const auto count = static_cast<uint32_t>(std::min<std::size_t>(0xFF00, data.size() - at));
-        ASSERT_EQ(
-            camera->basePutFile("ATA01:\\DCIM\\up.bin", count, at == 0 ? 0 : 1, data.data() + at),
-            vkRN_OK);
-    }
+    ASSERT_EQ(uploadFile(camera.get(), "ATA01:\\DCIM\\up.bin", data), vkRN_OK);
     EXPECT_EQ(hostFile(root / "DCIM" / "UP.BIN"), data);
 
     // Read-only is the owner's write permission; a protected file stays.
-    const std::string list = std::string("ATA01:\\NOTES.TXT") + '\0' + '\0';
+    const std::string list = pathList({"ATA01:\\NOTES.TXT"});
     ASSERT_EQ(camera->baseSetFileAttribs(list.data(), 0x21), vkRN_OK);
     EXPECT_EQ(fs::status(root / "NOTES.TXT").permissions() & fs::perms::owner_write,
               fs::perms::none);
@@ -135,9 +90,7 @@ TEST(DslrsimStorage, HostDirectoryCardReadAndWritten)
     EXPECT_FALSE(fs::exists(root / "NOTES.TXT"));
     EXPECT_TRUE(fs::exists(root / "a name too long.jpeg")) << "what the camera cannot see stays";
 
-    EXPECT_EQ(camera->baseCloseCameraComm(), vkRN_OK);
-    EXPECT_EQ(camera->baseDslrClosePort(), vkRN_OK);
-    DSLR_DeleteObject(camera);
+    camera.disconnect();
     server.signal(SIGTERM);
     EXPECT_EQ(server.wait(), 0);
     fs::remove_all(root);

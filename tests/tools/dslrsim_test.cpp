@@ -23,6 +23,18 @@ namespace {
 
 std::string socketPath() { return "/tmp/" + uniqueName("dslrsim-cli") + ".sock"; }
 
+// A raw protocol client on the server's local socket; -1 when it cannot connect.
+int connectTo(const std::string& path)
+{
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0) return fd;
+    ::close(fd);
+    return -1;
+}
+
 bool exists(const std::string& path)
 {
     struct stat info;
@@ -98,11 +110,8 @@ TEST(Dslrsim, StopSignalsEndItCleanlyWithConnectionsOpen)
         const std::string path = socketPath();
         Dslrsim server("unix:" + path);
         ASSERT_TRUE(server.ready());
-        const int client = ::socket(AF_UNIX, SOCK_STREAM, 0);
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
-        ASSERT_EQ(::connect(client, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+        const int client = connectTo(path);
+        ASSERT_GE(client, 0);
         server.signal(signal);
         EXPECT_EQ(server.wait(), 0) << signal;
         EXPECT_FALSE(exists(path)) << "the socket file is removed";
@@ -118,16 +127,9 @@ TEST(Dslrsim, ServesSeveralConnectionsAndDropsAPeerThatBreaksTheProtocol)
     const std::string path = socketPath();
     Dslrsim server("unix:" + path);
     ASSERT_TRUE(server.ready());
-    auto connectClient = [&] {
-        const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        std::strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
-        EXPECT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
-        return fd;
-    };
     // A REQUEST SENSE on each connection, both open at once.
-    const int first = connectClient(), second = connectClient(), rogue = connectClient();
+    const int first = connectTo(path), second = connectTo(path), rogue = connectTo(path);
+    ASSERT_TRUE(first >= 0 && second >= 0 && rogue >= 0);
     for (int fd : {first, second}) {
         scsisock::Request request;
         request.tag = static_cast<std::uint32_t>(fd);
