@@ -38,7 +38,7 @@ ImageParamsState defaultImageParams();
 
 // The camera refuses a value it has no setting for (a selector, a field out
 // of its range, a preset colour matrix) with this error.
-constexpr std::uint32_t kRapiOutOfRange = 0x00A50301;
+constexpr std::uint32_t kRapiOutOfRange = 0x00A50401;
 
 // The size of a family's record for a model (0 when the model has none), by
 // the family's get command.
