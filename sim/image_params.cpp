@@ -1,5 +1,6 @@
 #include "sim/image_params.h"
 
+#include "sim/camera_options.h"
 #include "sim/settings.h"
 
 #include <algorithm>
@@ -11,8 +12,6 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint32_t kModel402 = 0x80000402;
-constexpr std::uint32_t kModel611 = 0x80000611;
 constexpr std::size_t kSelector = 4;
 constexpr std::size_t kCustomBlock = 64;
 constexpr std::uint32_t kLastCustomSelector = 15;
@@ -77,7 +76,7 @@ Record developFactory(std::uint32_t selector, std::size_t size)
 
 bool developAccepts(const Record& r, std::uint32_t model)
 {
-    const bool served = model == kModel402;
+    const bool served = model == kModelQ402;
     return within(u32(r, 4), 0, 1) && within(u32(r, 12), 0, 5) && within(u32(r, 16), 1, 5) &&
            (served ||
             (within(u32(r, 8), 0, 3) && within(u32(r, 20), 1, 5) && within(u32(r, 24), 6, 10))) &&
@@ -244,8 +243,8 @@ Record personalExFactory()
 
 std::size_t imageRecordSize(std::uint32_t getCommand, std::uint32_t modelId)
 {
-    const bool served = modelId == kModel402;
-    const bool newer = served || modelId == kModel611;
+    const bool served = modelId == kModelQ402;
+    const bool newer = served || modelId == kModelQ611;
     switch (getCommand) {
         case 0x12100016:
             return newer ? 32 : 28;  // develop parameters

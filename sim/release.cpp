@@ -1,5 +1,6 @@
 #include "sim/release.h"
 
+#include "sim/camera_options.h"
 #include "sim/jpeg_image.h"
 
 #include <algorithm>
@@ -15,8 +16,6 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint32_t kThisCamera = 0x80000402;
-constexpr std::uint32_t kSibling = 0x80000611;
 constexpr std::size_t kExtLong = 60;
 constexpr std::size_t kExtShort = 44;
 constexpr std::uint32_t kExtVersion = 1;
@@ -229,7 +228,7 @@ public:
 private:
     std::size_t extSize() const
     {
-        return m_modelId == kThisCamera || m_modelId == kSibling ? kExtLong : kExtShort;
+        return m_modelId == kModelQ402 || m_modelId == kModelQ611 ? kExtLong : kExtShort;
     }
 
     RapiAnswer setParams(std::uint32_t code, const std::vector<std::uint8_t>& block)

@@ -1,5 +1,7 @@
 #include "sim/storage.h"
 
+#include "sim/camera_options.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -9,7 +11,6 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint32_t kThisCamera = 0x80000402;
 constexpr std::size_t kFormatPadding = 168;
 constexpr std::size_t kPutFileHead = 12;
 constexpr std::uint32_t kFileCreate = 0;
@@ -155,7 +156,7 @@ public:
     // The path of an entry as the camera writes it in a listing.
     std::string cameraText(const Located& at) const
     {
-        std::string text = m_modelId == kThisCamera ? at.volume->name + ":" : "/" + at.volume->name;
+        std::string text = m_modelId == kModelQ402 ? at.volume->name + ":" : "/" + at.volume->name;
         if (at.path.empty()) return text + "\\";
         for (const std::string& name : at.path) text += "\\" + name;
         return text;

@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr DWORD kThisCamera = 0x80000402;
 
 void upperCase(char* bytes, DWORD length)
 {
@@ -49,7 +48,7 @@ DWORD Dslr1394Object::Utl_Q317PathChange(const char* source, char* destination, 
     Dbg_Dump(DBG_TAG_VKRN, "Utl_Q317PathChange: enter", source, length);
     std::memmove(destination, source, length);
     upperCase(destination, length);
-    if (m_dwModelID != kThisCamera) {
+    if (m_dwModelID != DSLR_MODEL_ID_Q402) {
         // Only strings that end inside the region are rewritten: a string
         // cut by the region's end has no terminator to stop at.
         DWORD start = 0;
