@@ -306,22 +306,21 @@ uint32_t Dslr1394Object::baseReleaseControlEx(uint32_t dwControlCode, uint32_t d
             std::memcpy(request + kRapiRequestHeader + kReleaseHead, copy, dwSizeOfParam);
         }
         Dbg_Dump(DBG_TAG_VKRN, "TxMsgPtr", request, MEM_GetMemorySize(request));
-        // The reply's block is had before the request goes: a camera that
-        // has already released is never answered with "out of memory".
-        replyData = dwSizeOfRetParams <= 0xFFFFFFFFu - kEchoHead - kRapiReplyHeader
-                        ? static_cast<BYTE*>(MEM_AllocateAndInitMemory(dwSizeOfRetParams + kEchoHead))
-                        : nullptr;
-        if (replyData == nullptr)
-            result = fail(vkRNERROR_OUT_OF_MEMORY,
-                          "RxParamPtr is NULL(alloc error) in baseReleaseControlEx()");
     }
     if (result == vkRN_OK) {
         const RapiCallTexts texts = {
             "TxMsgPtr is NULL(alloc error) in baseReleaseControlEx()",
             "vRxMsgPtr is NULL(alloc error) in baseReleaseControlEx()",
             "dslrSendRemoteAPICommand has error(0x%lx) in baseReleaseControlEx()", nullptr};
-        result = Rapi_Exchange(this, command, request, refConst, replyData,
-                               dwSizeOfRetParams + kEchoHead, texts);
+        // The reply's block is had only once the camera has answered, as the
+        // driver has always done: running out of memory there follows a
+        // release the camera has already made.
+        result = dwSizeOfRetParams <= 0xFFFFFFFFu - kEchoHead - kRapiReplyHeader
+                     ? Rapi_ExchangeIntoNewBlock(this, command, request, refConst, &replyData,
+                                                 dwSizeOfRetParams + kEchoHead, texts,
+                                                 "RxParamPtr is NULL(alloc error) in baseReleaseControlEx()")
+                     : fail(vkRNERROR_OUT_OF_MEMORY,
+                            "vRxMsgPtr is NULL(alloc error) in baseReleaseControlEx()");
     }
     if (result == vkRN_OK) {
         const DWORD echo = word32(replyData, 0);

@@ -7,10 +7,15 @@
 #include "memory/tracked_memory.h"
 
 #include <cstring>
+#include <functional>
 
-DWORD Rapi_Exchange(Dslr1394Object* object, const RapiCommand& command, const BYTE* request,
-                    DWORD refConst, void* record, DWORD recordSize, const RapiCallTexts& texts,
-                    bool clearRecord, bool* sendFailed)
+namespace {
+
+// Reply allocated, request sent, the reply handed to `takeReply` unless the
+// transport failed or the command has no reply, reply freed.
+DWORD exchange(Dslr1394Object* object, const RapiCommand& command, const BYTE* request,
+               DWORD recordSize, const RapiCallTexts& texts, bool* sendFailed,
+               const std::function<DWORD(const BYTE* reply)>& takeReply)
 {
     if (sendFailed != nullptr) *sendFailed = false;
     DWORD replySize = 0;
@@ -27,8 +32,7 @@ DWORD Rapi_Exchange(Dslr1394Object* object, const RapiCommand& command, const BY
         if (sendFailed != nullptr) *sendFailed = true;
     } else if (command.transport != kNoReplyTransport) {
         // A request sent with the no-reply number has no reply to check.
-        if (clearRecord && record != nullptr) std::memset(record, 0, recordSize);
-        result = _GetDataFromMessage(object, record, reply, command.reply, refConst, recordSize);
+        result = takeReply(reply);
         if (result != vkRN_OK && texts.replyFailed != nullptr) {
             Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, texts.replyFailed,
                        static_cast<unsigned long>(result));
@@ -36,6 +40,36 @@ DWORD Rapi_Exchange(Dslr1394Object* object, const RapiCommand& command, const BY
     }
     MEM_FreeMemory(reply);
     return result;
+}
+
+}  // namespace
+
+DWORD Rapi_Exchange(Dslr1394Object* object, const RapiCommand& command, const BYTE* request,
+                    DWORD refConst, void* record, DWORD recordSize, const RapiCallTexts& texts,
+                    bool clearRecord, bool* sendFailed)
+{
+    return exchange(object, command, request, recordSize, texts, sendFailed,
+                    [&](const BYTE* reply) {
+                        if (clearRecord && record != nullptr) std::memset(record, 0, recordSize);
+                        return _GetDataFromMessage(object, record, reply, command.reply, refConst,
+                                                   recordSize);
+                    });
+}
+
+DWORD Rapi_ExchangeIntoNewBlock(Dslr1394Object* object, const RapiCommand& command,
+                                const BYTE* request, DWORD refConst, BYTE** record,
+                                DWORD recordSize, const RapiCallTexts& texts,
+                                const char* recordNotAllocated)
+{
+    *record = nullptr;
+    return exchange(object, command, request, recordSize, texts, nullptr, [&](const BYTE* reply) {
+        *record = static_cast<BYTE*>(MEM_AllocateAndInitMemory(recordSize));
+        if (*record == nullptr) {
+            Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "%s", recordNotAllocated);
+            return static_cast<DWORD>(vkRNERROR_OUT_OF_MEMORY);
+        }
+        return _GetDataFromMessage(object, *record, reply, command.reply, refConst, recordSize);
+    });
 }
 
 DWORD Rapi_Call(Dslr1394Object* object, const RapiCommand& command, const void* params,

@@ -31,3 +31,13 @@ DWORD Rapi_Call(Dslr1394Object* object, const RapiCommand& command, const void* 
 DWORD Rapi_Exchange(Dslr1394Object* object, const RapiCommand& command, const BYTE* request,
                     DWORD refConst, void* record, DWORD recordSize, const RapiCallTexts& texts,
                     bool clearRecord = false, bool* sendFailed = nullptr);
+
+// The same, with the reply's data taken into a tracked block of recordSize
+// bytes that is allocated only once the camera has answered (the caller frees
+// it). Operations that have always allocated it after sending keep doing so:
+// their allocation failures then come after the request has gone. Its failure
+// writes recordNotAllocated (and replyFailed, where one is given).
+DWORD Rapi_ExchangeIntoNewBlock(Dslr1394Object* object, const RapiCommand& command,
+                                const BYTE* request, DWORD refConst, BYTE** record,
+                                DWORD recordSize, const RapiCallTexts& texts,
+                                const char* recordNotAllocated);
