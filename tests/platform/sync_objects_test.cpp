@@ -71,10 +71,12 @@ DWORD WINAPI probeForeignMutex(LPVOID parameter)
     return 0;
 }
 
+#if !defined(__SANITIZE_THREAD__)
 DWORD WINAPI takeAndAbandon(LPVOID mutex)
 {
     return os::WaitForSingleObject(static_cast<HANDLE>(mutex), INFINITE);
 }
+#endif
 
 // The library's port locking relies on these rules of Win32 mutexes; the
 // POSIX table copies them, the Windows one has them from the system.
