@@ -31,8 +31,10 @@ uint32_t Dslr1394Object::baseDslrClosePort()
 
 DWORD Dslr1394Object::dsl1394SetNotificationCallBack(DslrNotifyCallback callback, uintptr_t context)
 {
-    m_pfnNotifyCallback = callback;
-    m_notifyContext = context;
+    // The notification thread reads these while it delivers an event, which
+    // may outlast a stop; each is stored whole.
+    __atomic_store_n(&m_notifyContext, context, __ATOMIC_RELEASE);
+    __atomic_store_n(&m_pfnNotifyCallback, callback, __ATOMIC_RELEASE);
     return vkRN_OK;
 }
 

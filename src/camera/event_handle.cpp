@@ -65,7 +65,14 @@ void _EventParamSwap(DWORD eventID, DWORD paramSize, BYTE* params)
 // message that carries them.
 DWORD WINAPI EventHandle(Dslr1394Object* object, BYTE* message, DWORD size)
 {
-    if (object == nullptr || message == nullptr || object->m_pfnNotifyCallback == nullptr) return 0;
+    if (object == nullptr || message == nullptr) return 0;
+    // Read once: a stop waits only so long for this thread, so the
+    // application may close or replace the callback while an event is
+    // still on its way; the event goes to the callback that was set.
+    const DslrNotifyCallback callback =
+        __atomic_load_n(&object->m_pfnNotifyCallback, __ATOMIC_ACQUIRE);
+    const uintptr_t context = __atomic_load_n(&object->m_notifyContext, __ATOMIC_ACQUIRE);
+    if (callback == nullptr) return 0;
     Dbg_Dump(DBG_TAG_DSCS, "EventHandle: EventBuffer swap befor", message, size);
     const DWORD id = size >= 8 ? wordAt(message, 4) : 0;
     const DWORD lengthWord = size >= kEventHead ? wordAt(message, 8) : 0;
@@ -78,7 +85,7 @@ DWORD WINAPI EventHandle(Dslr1394Object* object, BYTE* message, DWORD size)
     Dbg_Printf(DBG_TAG_DSCS, DBG_EVENT, "EventHandle: ID(0x%lx) Length(0x%lx) param(0x%lx)",
                static_cast<unsigned long>(id), static_cast<unsigned long>(lengthWord),
                static_cast<unsigned long>(paramSize >= 4 ? wordAt(params, 0) : 0));
-    object->m_pfnNotifyCallback(id, params, paramSize, object->m_notifyContext);
+    callback(id, params, paramSize, context);
     Dbg_Dump(DBG_TAG_DSCS, "EventHandle: EventBuffer swap after", message, size);
     return 0;
 }

@@ -89,7 +89,6 @@ protected:
 
 TEST_F(ConnectionCycle, EventReachesTheCallbackWithItsParameters)
 {
-    FastClock clock(50);
     EXPECT_EQ(m_object->m_dwModelID, 0x80000529u) << "learnt at connection";
     ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
     EXPECT_TRUE(m_camera->eventReports()) << "the camera was told to notify";
@@ -111,7 +110,6 @@ TEST_F(ConnectionCycle, EventReachesTheCallbackWithItsParameters)
 
 TEST_F(ConnectionCycle, NotificationIsCountedAndStoppedByTheLastUser)
 {
-    FastClock clock(50);
     ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
     ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
     EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
@@ -135,7 +133,6 @@ TEST_F(ConnectionCycle, NotificationIsCountedAndStoppedByTheLastUser)
 // left.
 TEST_F(ConnectionCycle, CallbackThatStopsNotificationReturns)
 {
-    FastClock clock(50);
     const std::size_t handles = openHandleCount();
     FaultPlan plan;
     Stopper stopper{m_slots, {}, {}};
@@ -164,7 +161,6 @@ TEST_F(ConnectionCycle, CallbackThatStopsNotificationReturns)
 // then only counts and finds them running.
 TEST_F(ConnectionCycle, ThreadsStartedOnConnectServeTheFirstNotifyStart)
 {
-    FastClock clock(50);
     ASSERT_EQ(m_slots->baseCloseCameraComm(), vkRN_OK);
     LogCapture log(DBGFLAG_NOTIFY_ON_CONNECT);
     ASSERT_EQ(m_slots->baseOpenCameraComm(0, onEvent, reinterpret_cast<uintptr_t>(&m_inbox)),
