@@ -162,7 +162,8 @@ bool Camera::stat(const std::string& path, Entry& entry) const
         entry = found.front();
         return true;
     } catch (const CameraError& error) {
-        if ((error.code() & 0xFFFF) == 0x0201) return false;
+        // Not there, or a name the camera could not have made.
+        if (error.code() == 0x02000201u || error.code() == 0x02000102u) return false;
         throw;
     }
 }

@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <iostream>
+#include <iterator>
 
 namespace dslrctl {
 
@@ -102,6 +104,13 @@ int parseCommandLine(int argc, char** argv, Options& o)
         return status == 0 ? 0 : 2;
     }
     for (CLI::App* sub : app.get_subcommands()) o.command = sub->get_name();
+    const char* const kinds[] = {"sim:", "unix:", "tcp:", "/dev/", "\\\\.\\"};
+    if (std::none_of(std::begin(kinds), std::end(kinds),
+                     [&](const char* kind) { return o.port.rfind(kind, 0) == 0; })) {
+        std::cerr << "dslrctl: unknown port '" << o.port
+                  << "': give sim:NAME, unix:PATH, tcp:HOST:PORT, /dev/sgN or \\\\.\\NAME\n";
+        return 2;
+    }
     const std::pair<bool, const char*> aliases[] = {{summary, "info"},
                                                     {listFiles, "ls"},
                                                     {getAll, "get-all"},
