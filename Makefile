@@ -51,4 +51,4 @@ bench: deps
 	build-bench/bench/transfer_bench
 
 clean:
-	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64 build-fuzz build-bench
+	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64 build-win-tool-include build-fuzz build-bench
