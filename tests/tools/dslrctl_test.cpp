@@ -55,7 +55,7 @@ void writeFile(const fs::path& path, std::size_t size, unsigned seed)
 
 fs::path scratch(const std::string& name)
 {
-    const fs::path path = fs::temp_directory_path() / uniqueName(name);
+    fs::path path = fs::temp_directory_path() / uniqueName(name);
     fs::create_directories(path);
     return path;
 }

@@ -57,7 +57,7 @@ std::string byteCount(std::uint64_t bytes)
     char text[32];
     if (bytes < 1024)
         std::snprintf(text, sizeof(text), "%u B", static_cast<unsigned>(bytes));
-    else if (bytes < 1024 * 1024)
+    else if (bytes < std::uint64_t{1024} * 1024)
         std::snprintf(text, sizeof(text), "%.1f KiB", static_cast<double>(bytes) / 1024);
     else
         std::snprintf(text, sizeof(text), "%.1f MiB", static_cast<double>(bytes) / (1024 * 1024));

@@ -2,6 +2,7 @@
 
 #include "output.h"
 
+#include <cmath>
 #include <cstdio>
 #include <utility>
 
@@ -13,7 +14,7 @@ constexpr int kBarWidth = 24;
 
 std::string duration(double seconds)
 {
-    const auto whole = static_cast<long>(seconds + 0.5);
+    const long whole = std::lround(seconds);
     char text[32];
     std::snprintf(text, sizeof(text), "%ld:%02ld", whole / 60, whole % 60);
     return text;

@@ -115,16 +115,27 @@ std::uint64_t upload(const Camera& camera, const Output& output, const std::stri
     std::vector<char> block(kWriteBlock);
     std::uint64_t done = 0;
     // The first block creates the file (or replaces it), the others append.
-    do {
-        stopIfInterrupted();
-        in.read(block.data(), kWriteBlock);
-        const auto count = static_cast<std::uint32_t>(in.gcount());
-        if (count == 0 && done != 0) break;
-        Camera::check("basePutFile", camera->basePutFile(destination.c_str(), count,
-                                                          done == 0 ? 0 : 1, block.data()));
-        done += count;
-        progress.update(done);
-    } while (done < total);
+    // A failure or Ctrl-C after the first block deletes what reached the
+    // camera, so that no partial file stays on the card either.
+    try {
+        do {
+            stopIfInterrupted();
+            in.read(block.data(), kWriteBlock);
+            const auto count = static_cast<std::uint32_t>(in.gcount());
+            if (count == 0 && done != 0) break;
+            Camera::check("basePutFile", camera->basePutFile(destination.c_str(), count,
+                                                              done == 0 ? 0 : 1, block.data()));
+            done += count;
+            progress.update(done);
+        } while (done < total);
+    } catch (...) {
+        progress.finish();
+        if (done != 0) {
+            const std::string list = destination + '\0' + '\0';
+            camera->baseDeleteFiles(list.data());
+        }
+        throw;
+    }
     progress.finish();
     return done;
 }
