@@ -230,12 +230,15 @@ TEST(Dslrctl, InterruptedDownloadAndLostCamera)
     }
     EXPECT_EQ(dslrctl({"--port", port, "info"}).status, 0);
 
-    ChildProcess watch({DSLRCTL_PATH, "--port", port, "events", "--seconds", "60"});
+    ChildProcess watch({DSLRCTL_PATH, "--port", port, "--json", "events", "--seconds", "60"});
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     server.reset();
     const std::string output = watch.readAll(30000);
     EXPECT_EQ(watch.wait(), 1) << output;
-    EXPECT_NE(output.find("connection to the camera lost"), std::string::npos) << output;
+    EXPECT_NE(output.find("device not available"), std::string::npos) << output;
+    const json event = json::parse(output.substr(0, output.find('\n')));
+    EXPECT_EQ(event["id"], 0x0004000D);
+    EXPECT_EQ(event["name"], "connection to the camera lost");
     fs::remove_all(card);
     fs::remove_all(out);
 }
