@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -62,6 +63,8 @@ fs::path scratch(const std::string& name)
 
 // One command line on the embedded camera (a fresh demo card every time):
 // its status, a piece of its output, and its --json document's key facts.
+// The camera has a name of its own: processes that open one port path at
+// once share it, as they share a real port.
 TEST(Dslrctl, CommandTable)
 {
     const std::string tooLong(32, 'o');
@@ -138,7 +141,10 @@ TEST(Dslrctl, CommandTable)
         std::string line;
         for (const std::string& argument : row.arguments) line += argument + " ";
         SCOPED_TRACE(line);
-        const Outcome run = dslrctl(row.arguments, row.input);
+        std::vector<std::string> arguments = row.arguments;
+        if (std::find(arguments.begin(), arguments.end(), "--port") == arguments.end())
+            arguments.insert(arguments.begin(), {"--port", "sim:" + uniqueName("ctl")});
+        const Outcome run = dslrctl(arguments, row.input);
         EXPECT_EQ(run.status, row.status) << run.output;
         EXPECT_NE(run.output.find(row.shows), std::string::npos) << run.output;
         if (row.check && row.arguments.size() > 0 && row.arguments[0] == "-q")
@@ -258,7 +264,8 @@ TEST(Dslrctl, TourRunsOnEveryKindOfPort)
             ASSERT_TRUE(server->ready());
         }
         const fs::path work = scratch("dslrctl-tour");
-        ChildProcess tour({"/bin/bash", DSLRCTL_TOUR, port.empty() ? "sim:demo" : port, work.string()});
+        ChildProcess tour({"/bin/bash", DSLRCTL_TOUR, port.empty() ? "sim:" + uniqueName("tour") : port,
+                           work.string()});
         const std::string output = tour.readAll(60000);
         EXPECT_EQ(tour.wait(), 0) << output;
         EXPECT_NE(output.find("$ dslrctl get-all -o"), std::string::npos) << output;
