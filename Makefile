@@ -1,5 +1,5 @@
 # The two front-door commands: `make test` builds everything and runs every
-# test; `make demo` runs the main job against the embedded simulated camera.
+# test; `make demo` tours dslrctl on the embedded simulated camera.
 
 BUILD ?= build
 JOBS ?= 2
@@ -21,8 +21,9 @@ test: build
 	bash scripts/test-abi32.sh
 	bash scripts/test-windows.sh
 
+# A tour of dslrctl on the embedded camera; DEMO_PORT=unix:... takes it to a dslrsim.
 demo: build
-	$(BUILD)/examples/host_session sim:demo
+	DSLRCTL=$(BUILD)/tools/dslrctl/dslrctl bash scripts/dslrctl-tour.sh $(DEMO_PORT)
 
 # The suites under AddressSanitizer (with UndefinedBehaviorSanitizer) and
 # ThreadSanitizer, each in its own build folder.
@@ -50,4 +51,4 @@ bench: deps
 	build-bench/bench/transfer_bench
 
 clean:
-	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64 build-fuzz build-bench
+	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64 build-win-tool-include build-fuzz build-bench

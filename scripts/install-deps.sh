@@ -5,8 +5,8 @@
 # the Windows test step itself.
 set -euo pipefail
 
-required=(cmake ninja-build g++ make libgtest-dev libgmock-dev googletest libbenchmark-dev clang-tidy libjpeg-dev)
-optional=(g++-multilib mingw-w64 wine wine64 clang qemu-user)
+required=(cmake ninja-build g++ make libgtest-dev libgmock-dev googletest libbenchmark-dev clang-tidy libjpeg-dev libcli11-dev nlohmann-json3-dev)
+optional=(g++-multilib mingw-w64 wine wine64 clang qemu-user tmux)
 
 missing() {
   local pkg

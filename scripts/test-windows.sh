@@ -75,8 +75,21 @@ check_exports() {  # objdump, dll
   echo "PASS: $dll exports DSLR_DeleteObject @1 and DSLR_GetObject @2 only, no runtime DLLs"
 }
 
-configure_and_build build-win32 toolchain-mingw-i686.cmake -DVKRN_BUILD_TESTS=OFF
-configure_and_build build-win64 toolchain-mingw-x86_64.cmake -DVKRN_GTEST_FROM_SOURCE=ON
+# dslrctl's header-only libraries (CLI11, nlohmann-json) reach the cross
+# builds through a folder of their own, never through all of /usr/include.
+tool_include=$PWD/build-win-tool-include
+mkdir -p "$tool_include"
+for dir in CLI nlohmann; do
+  [ -d "/usr/include/$dir" ] && ln -sfn "/usr/include/$dir" "$tool_include/$dir"
+done
+
+configure_and_build build-win32 toolchain-mingw-i686.cmake -DVKRN_BUILD_TESTS=OFF \
+  -DVKRN_TOOL_INCLUDE_DIR="$tool_include"
+configure_and_build build-win64 toolchain-mingw-x86_64.cmake -DVKRN_GTEST_FROM_SOURCE=ON \
+  -DVKRN_TOOL_INCLUDE_DIR="$tool_include"
+for arch in win32 win64; do
+  [ -f "build-$arch/tools/dslrctl/dslrctl.exe" ] || { echo "FAIL: build-$arch/tools/dslrctl/dslrctl.exe was not built"; exit 1; }
+done
 check_exports i686-w64-mingw32-objdump build-win32/src/VKRNQ402.dll
 check_exports x86_64-w64-mingw32-objdump build-win64/src/VKRNQ402.dll
 
@@ -155,6 +168,19 @@ for port in sim:demo ${VKRN_DSLRSIM_ADDRESS:-}; do
     failed+=("$exe $port")
   fi
 done
+# dslrctl.exe as a person runs it, on the native dslrsim over TCP.
+if [ -n "${VKRN_DSLRSIM_ADDRESS:-}" ]; then
+  cp build-win64/src/VKRNQ402.dll build-win64/tools/dslrctl/
+  log=build-win64/tools/dslrctl/dslrctl-info.wine.log
+  echo "== wine dslrctl.exe --port $VKRN_DSLRSIM_ADDRESS info"
+  rc=0
+  (cd build-win64/tools/dslrctl && timeout 300 wine ./dslrctl.exe --port "$VKRN_DSLRSIM_ADDRESS" info) >"$log" 2>&1 || rc=$?
+  cat "$log"
+  if [ "$rc" -ne 0 ] || ! grep -q '^Model: .*(0x80000402)' "$log" || ! grep -q '^Volume ATA01:' "$log"; then
+    echo "FAIL: dslrctl.exe info (exit code $rc)"
+    failed+=("dslrctl.exe info")
+  fi
+fi
 wineserver -k >/dev/null 2>&1 || true
 
 elapsed

@@ -1,0 +1,74 @@
+#!/usr/bin/env bash
+# dslrctl in a real terminal (tmux): the progress display of a long download
+# updates and is wiped when it ends, and Ctrl-C mid-download ends it with
+# nothing partial left, after which the next command works.
+#
+#   scripts/test-dslrctl-terminal.sh [BUILD_DIR]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=${1:-build}
+case $build in /*) ;; *) build=$PWD/$build ;; esac
+dslrctl=$build/tools/dslrctl/dslrctl
+dslrsim=$build/tools/dslrsim/dslrsim
+command -v tmux >/dev/null || { echo "SKIP: tmux is not installed"; exit 0; }
+
+work=$(mktemp -d)
+session=dslrctl-term-$$
+socket=$work/cam.sock
+sim_pid=
+cleanup() {
+  tmux kill-session -t "$session" 2>/dev/null || true
+  [ -n "$sim_pid" ] && kill "$sim_pid" 2>/dev/null && wait "$sim_pid" 2>/dev/null
+  rm -rf "$work"
+}
+trap cleanup EXIT
+fail() { echo "FAIL: $*"; echo "--- pane:"; tmux capture-pane -p -t "$session" || true; exit 1; }
+
+# A card whose one big file takes the camera several seconds to hand over.
+mkdir -p "$work/card/DCIM" "$work/out" "$work/cut"
+head -c $((96 * 1024 * 1024)) /dev/urandom > "$work/card/DCIM/BIG.BIN"
+"$dslrsim" --listen "unix:$socket" --card "ATA01=$work/card" > "$work/sim.log" 2>&1 &
+sim_pid=$!
+for _ in $(seq 50); do grep -q listening "$work/sim.log" && break; sleep 0.1; done
+
+tmux new-session -d -s "$session" -x 160 -y 20
+pane() { tmux capture-pane -p -t "$session"; }
+type_line() { tmux send-keys -t "$session" "$1" Enter; }
+wait_for() {  # pattern, seconds
+  for _ in $(seq $(($2 * 10))); do pane | grep -qE "$1" && return 0; sleep 0.1; done
+  return 1
+}
+progress='BIG\.BIN \[=* *\] +([0-9]+)% .*/s [0-9:-]+ left'
+
+# 1. A whole download: the display moves on, then leaves only the result.
+type_line "clear; $dslrctl --port unix:$socket get ATA01:/DCIM/BIG.BIN -o $work/out; echo EXIT=\$?"
+wait_for "$progress" 30 || fail "no progress display"
+# Every share the display shows on the way, until the command ends.
+seen=()
+for _ in $(seq 1200); do
+  screen=$(pane)
+  grep -q 'EXIT=' <<<"$screen" && break
+  share=$(grep -oE '[0-9]+% ' <<<"$screen" | tail -1 || true)
+  [ -n "$share" ] && { [ ${#seen[@]} -eq 0 ] || [ "${seen[${#seen[@]}-1]}" != "$share" ]; } && seen+=("$share")
+  sleep 0.1
+done
+wait_for 'EXIT=' 5 || fail "the download did not end"
+[ ${#seen[@]} -ge 3 ] || fail "the display did not move on (shares seen: ${seen[*]})"
+pane | grep -q 'EXIT=0' || fail "the download failed"
+pane | grep -qE ' left' && fail "the progress display was left on the screen"
+pane | grep -q "BIG.BIN -> $work/out/BIG.BIN (96.0 MiB)" || fail "no result line"
+cmp -s "$work/out/BIG.BIN" "$work/card/DCIM/BIG.BIN" || fail "the download differs from the card's file"
+echo "PASS: progress shown (${seen[*]}), wiped at the end, file identical"
+
+# 2. Ctrl-C in the middle: status 130, nothing in the folder, camera still there.
+type_line "clear; $dslrctl --port unix:$socket get ATA01:/DCIM/BIG.BIN -o $work/cut; echo EXIT=\$?"
+wait_for "$progress" 30 || fail "no progress display before Ctrl-C"
+tmux send-keys -t "$session" C-c
+wait_for 'EXIT=' 30 || fail "Ctrl-C did not end the download"
+pane | grep -q 'EXIT=130' || fail "Ctrl-C did not give status 130"
+pane | grep -q 'interrupted' || fail "no word about the interruption"
+[ -z "$(ls -A "$work/cut")" ] || fail "something was left in the folder: $(ls -A "$work/cut")"
+type_line "clear; $dslrctl --port unix:$socket info; echo EXIT=\$?"
+wait_for 'EXIT=' 30 || fail "the next command did not end"
+pane | grep -q 'EXIT=0' || fail "the next command failed"
+echo "PASS: Ctrl-C ended the download cleanly and the next command worked"

@@ -1,0 +1,34 @@
+// The commands. Each opens its own camera session once its arguments have
+// been checked, and returns the exit status; camera failures are thrown as
+// CameraError, bad arguments as UsageError.
+#pragma once
+
+#include "command_line.h"
+#include "output.h"
+
+#include <stdexcept>
+
+namespace dslrctl {
+
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+int runInfo(const Options& options, const Output& output);
+int runClock(const Options& options, const Output& output);
+int runOwner(const Options& options, const Output& output);
+
+int runList(const Options& options, const Output& output);
+int runGet(const Options& options, const Output& output);
+int runGetAll(const Options& options, const Output& output);
+int runPut(const Options& options, const Output& output);
+int runRemove(const Options& options, const Output& output);
+int runMakeDirectory(const Options& options, const Output& output);
+int runFormat(const Options& options, const Output& output);
+
+int runCapture(const Options& options, const Output& output);
+int runEvents(const Options& options, const Output& output);
+
+int runConfig(const Options& options, const Output& output);
+
+}  // namespace dslrctl

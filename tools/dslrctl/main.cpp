@@ -1,0 +1,54 @@
+// dslrctl: the camera from a terminal, built on the public header and the
+// two exports only. Exit status 0 success, 1 a camera or transfer failure,
+// 2 a usage error, 130 after Ctrl-C.
+
+#include "camera.h"
+#include "command_line.h"
+#include "commands.h"
+#include "interrupt.h"
+#include "output.h"
+
+#include <filesystem>
+#include <iostream>
+#include <map>
+
+int main(int argc, char** argv)
+{
+    using namespace dslrctl;
+    Options options;
+    const int parsed = parseCommandLine(argc, argv, options);
+    if (parsed >= 0) return parsed;
+    const Output output(options.json, options.quiet, options.verbose);
+    installInterruptHandler();
+
+    using Command = int (*)(const Options&, const Output&);
+    const std::map<std::string, Command> commands = {
+        {"info", runInfo},       {"clock", runClock},   {"owner", runOwner},
+        {"ls", runList},         {"get", runGet},       {"get-all", runGetAll},
+        {"put", runPut},         {"rm", runRemove},     {"mkdir", runMakeDirectory},
+        {"format", runFormat},   {"capture", runCapture}, {"events", runEvents},
+        {"config", runConfig},
+    };
+    output.detail("port " + options.port);
+    try {
+        return commands.at(options.command)(options, output);
+    } catch (const Interrupted&) {
+        output.error("interrupted; the transfer was abandoned and nothing partial was kept");
+        return 130;
+    } catch (const UsageError& error) {
+        output.error(error.what());
+        return 2;
+    } catch (const CameraError& error) {
+        output.error(error.what());
+        if (error.code() == vkRNERROR_DEVICE_NOT_AVAILABLE)
+            output.error("no camera answers on " + options.port +
+                         " (is it connected, or is dslrsim running there?)");
+        return 1;
+    } catch (const std::filesystem::filesystem_error& error) {
+        output.error(error.what());
+        return 1;
+    } catch (const std::exception& error) {
+        output.error(error.what());
+        return 1;
+    }
+}
