@@ -8,6 +8,7 @@
 #include "platform/scsiscan.h"
 #include "sim/release.h"
 #include "support/allocation_sweep.h"
+#include "support/bytes.h"
 #include "support/event_inbox.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
@@ -28,7 +29,6 @@
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
 constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
 
 DWORD control(DslrObject* o, DWORD code, const Bytes& block, Bytes& reply)
@@ -36,13 +36,6 @@ DWORD control(DslrObject* o, DWORD code, const Bytes& block, Bytes& reply)
     return o->baseReleaseControlEx(
         code, static_cast<uint32_t>(block.size()), block.empty() ? nullptr : block.data(),
         static_cast<uint32_t>(reply.size()), reply.empty() ? nullptr : reply.data());
-}
-
-DWORD word(const Bytes& bytes, std::size_t at = 0)
-{
-    DWORD value = 0;
-    std::memcpy(&value, bytes.data() + at, 4);
-    return value;
 }
 
 // A session on "sim:NAME" or, on POSIX builds with dslrsim, on a dslrsim
@@ -93,12 +86,12 @@ TEST_P(Session, ReleasedImageReachesTheComputerAndTheCard)
         },
         20));
     ASSERT_EQ(event.size(), 9u);
-    const DWORD sequenceId = word(event);
+    const DWORD sequenceId = wordAt(event.data());
     EXPECT_EQ(event[4], sim::kImageJpeg);
     uint32_t length = 0;
     ASSERT_EQ(o->baseReleaseControlGetReleasedData(1, sequenceId, &length), vkRN_OK);
-    EXPECT_EQ(length, word(event, 5));
-    EXPECT_EQ(length, word(size)) << "the size the camera said the image would have";
+    EXPECT_EQ(length, wordAt(event.data(), 5));
+    EXPECT_EQ(length, wordAt(size.data())) << "the size the camera said the image would have";
     Bytes image(length);
     for (std::size_t at = 0; at < length; at += 0x3001)
         ASSERT_EQ(
@@ -115,7 +108,7 @@ TEST_P(Session, ReleasedImageReachesTheComputerAndTheCard)
     }
     EXPECT_EQ(control(o, DS_RELEASE_CONTROL_EXIT, none, none), vkRN_OK);
     ASSERT_EQ(control(o, DS_RELEASE_CONTROL_GET_AVAILABLE_SHOT, none, shotsAfter), vkRN_OK);
-    EXPECT_EQ(word(shotsAfter), word(shots) - 1);
+    EXPECT_EQ(wordAt(shotsAfter.data()), wordAt(shots.data()) - 1);
 
     // The card holds the same image under the next DCF name.
     ASSERT_EQ(o->baseGetFile("ATA01:\\DCIM\\100VELOR\\IMG_0005.JPG", &length), vkRN_OK);
@@ -276,8 +269,8 @@ TEST_F(Release, PassThroughAndServiceCommands)
     const sim::RapiRequest onWire = lastRequest();
     EXPECT_EQ(onWire.refConst, 0x1234u);
     EXPECT_EQ(onWire.params, Bytes(request.begin() + 16, request.end()));
-    EXPECT_EQ(word(answer, 4), 0x22100025u);
-    EXPECT_EQ(word(answer, 12), 0x1234u);
+    EXPECT_EQ(wordAt(answer.data(), 4), 0x22100025u);
+    EXPECT_EQ(wordAt(answer.data(), 12), 0x1234u);
     EXPECT_EQ(Bytes(answer.begin() + 16, answer.end()),
               (Bytes{0, 0, 0, 0, 13, 0, 0, 0, 4, 0, 0, 0, shots[0], shots[1], shots[2], shots[3]}));
     Bytes kept = answer;

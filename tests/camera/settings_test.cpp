@@ -7,6 +7,7 @@
 #include "log/dbg_log.h"
 #include "sim/settings.h"
 #include "support/allocation_sweep.h"
+#include "support/bytes.h"
 #include "support/log_capture.h"
 #include "support/sim_object.h"
 
@@ -203,9 +204,7 @@ TEST_F(Settings, ClockRoundTripsAcrossDaylightSavingChangeOvers)
         DWORD record = test.utc;
         ASSERT_EQ(m_slots->baseWriteSetting(CAMERA_TIME, &record), vkRN_OK);
         EXPECT_EQ(record, static_cast<DWORD>(test.utc + test.standardOffset));
-        DWORD onWire = 0;
-        std::memcpy(&onWire, lastRequest().params.data(), 4);
-        EXPECT_EQ(onWire, record);
+        EXPECT_EQ(wordAt(lastRequest().params.data()), record);
         DWORD read = 0;
         ASSERT_EQ(m_slots->baseReadSetting(CAMERA_TIME, &read), vkRN_OK);
         EXPECT_GE(read, test.utc);

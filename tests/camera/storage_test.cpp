@@ -230,8 +230,7 @@ TEST_F(Storage, VolumesArePackedAndCounted)
         uint16_t count = test.capacity;
         ASSERT_EQ(m_slots->baseGetVols(info.data(), &count), vkRN_OK);
         EXPECT_EQ(count, test.volumes);
-        DWORD entries = 0;
-        std::memcpy(&entries, info.data(), 4);
+        const DWORD entries = wordAt(info.data());
         ASSERT_EQ(entries, std::min<DWORD>(test.volumes, test.capacity));
         std::size_t at = 4;
         for (DWORD i = 0; i < entries; ++i) {
