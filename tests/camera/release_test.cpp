@@ -30,6 +30,7 @@
 namespace {
 
 constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
+constexpr DWORD k402 = DSLR_MODEL_ID_Q402, k611 = DSLR_MODEL_ID_Q611, k529 = 0x80000529;
 
 DWORD control(DslrObject* o, DWORD code, const Bytes& block, Bytes& reply)
 {
@@ -154,54 +155,51 @@ TEST_F(Release, EdgeCases)
         const char* text;
         bool sent;
     } cases[] = {
-        {"get params, 44", 0x80000402, call(10, {}, 44), kBad,
+        {"get params, 44", k402, call(10, {}, 44), kBad,
          "dwSizeOfRetParams(0x2c) dsREMOTE_RELEASE_PARAMS(0x30)", false},
-        {"ext size, 8", 0x80000402, call(16, {}, 8), kBad,
-         "dwSizeOfRetParams(0x8) is not DWORD size", false},
-        {"a block with code 13", 0x80000402, call(13, {1, 0, 0, 0}, 4), kBad,
-         "dwSizeOfParam(0x4) is not zero", false},
-        {"code 5", 0x80000402, call(5, {}, 0), kBad, "dwSize(0x0) vParamPtr(0x0)", false},
-        {"code 31", 0x80000402, call(31, {}, 0), kBad, "This Driver Unknown ControlCode(0x1f)",
+        {"ext size, 8", k402, call(16, {}, 8), kBad, "dwSizeOfRetParams(0x8) is not DWORD size",
          false},
-        {"mode 0", 0x80000402, call(9, {0, 0, 1, 0}, 0), kBad,
+        {"a block with code 13", k402, call(13, {1, 0, 0, 0}, 4), kBad,
+         "dwSizeOfParam(0x4) is not zero", false},
+        {"code 5", k402, call(5, {}, 0), kBad, "dwSize(0x0) vParamPtr(0x0)", false},
+        {"code 31", k402, call(31, {}, 0), kBad, "This Driver Unknown ControlCode(0x1f)", false},
+        {"mode 0", k402, call(9, {0, 0, 1, 0}, 0), kBad,
          "SetMode is Zero in Utl_ReleaseParamByteSwap()", false},
-        {"release params, 47", 0x80000402, call(7, Bytes(47), 0), kBad,
-         "dsREMOTE_RELEASE_PARAMS(0x30)", false},
-        {"null block", 0x80000402,
-         [&] { return o->baseReleaseControlEx(7, 48, nullptr, 0, nullptr); },
+        {"release params, 47", k402, call(7, Bytes(47), 0), kBad, "dsREMOTE_RELEASE_PARAMS(0x30)",
+         false},
+        {"null block", k402, [&] { return o->baseReleaseControlEx(7, 48, nullptr, 0, nullptr); },
          vkRNERROR_TRANSFER_FAILED, "byParamPtr is NULL(but dwSize > 0)", false},
-        {"ext 60 of an older model", 0x80000529, call(18, {60, 0, 0, 0}, 60), kBad,
+        {"ext 60 of an older model", k529, call(18, {60, 0, 0, 0}, 60), kBad,
          "DS_RELEASE_CONTROL_GET_EXT_RELEASE_PARAMS param size error", true},
-        {"ext 60 of the sibling", 0x80000611, call(18, {60, 0, 0, 0}, 60), vkRN_OK,
+        {"ext 60 of the sibling", k611, call(18, {60, 0, 0, 0}, 60), vkRN_OK,
          "after DS_RELEASE_CONTROL_RELEASE_PARAMS(sizeOfThis(0x3c)", true},
-        {"set ext 44, older model", 0x80000529, call(19, ext44, 0), vkRN_OK, "KelvinValue", true},
-        {"set ext 60, older model", 0x80000529, call(19, ext60, 0), vkRN_OK, "KelvinValue", true},
-        {"image size of 3", 0x80000402, call(29, {1, 3, 1}, 3), vkRN_OK,
+        {"set ext 44, older model", k529, call(19, ext44, 0), vkRN_OK, "KelvinValue", true},
+        {"set ext 60, older model", k529, call(19, ext60, 0), vkRN_OK, "KelvinValue", true},
+        {"image size of 3", k402, call(29, {1, 3, 1}, 3), vkRN_OK,
          "DS_RELEASE_CONTROL_GET_IMAGE_DATA_SIZE( ImageSize(1) FVFileFormat(3) CompQuality(1) )",
          true},
-        {"release outside INIT", 0x80000402, call(4, {}, 0), cameraError(sim::kRapiNotReleasing),
+        {"release outside INIT", k402, call(4, {}, 0), cameraError(sim::kRapiNotReleasing),
          "RemoteAPI ErrorCode(0x2000301)", true},
-        {"reply size not the camera's", 0x80000402, call(13, {}, 2), kBad,
+        {"reply size not the camera's", k402, call(13, {}, 2), kBad,
          "different RetParamSize. Size(0x2) RetSize(0x4)", true},
-        {"kind 4", 0x80000402,
+        {"kind 4", k402,
          [&] {
              uint32_t n = 0;
              return o->baseReleaseControlGetReleasedData(4, 1, &n);
          },
          kBad, "KindOfImage(0x4) Q317 Invalid parameter", false},
-        {"no length", 0x80000402,
-         [&] { return o->baseReleaseControlGetReleasedData(1, 1, nullptr); }, kBad,
-         "DataLengthPtr is NULL", false},
-        {"nothing held", 0x80000402,
+        {"no length", k402, [&] { return o->baseReleaseControlGetReleasedData(1, 1, nullptr); },
+         kBad, "DataLengthPtr is NULL", false},
+        {"nothing held", k402,
          [&] {
              uint32_t n = 7;
              o->baseReleaseControlGetReleasedData(3, 9, &n);
              return n;
          },
          0, "RemoteAPI ErrorCode(0x2000303)", true},
-        {"reset type 2", 0x80000402, [&] { return o->baseDslrResetTransfer(2); }, kBad,
+        {"reset type 2", k402, [&] { return o->baseDslrResetTransfer(2); }, kBad,
          "baseDslrResetTransfer: Invalid type(2)", false},
-        {"reset type 1", 0x80000402, [&] { return o->baseDslrResetTransfer(1); }, vkRN_OK,
+        {"reset type 1", k402, [&] { return o->baseDslrResetTransfer(1); }, vkRN_OK,
          "baseDslrResetTransfer()", true},
     };
     for (const Case& test : cases) {
