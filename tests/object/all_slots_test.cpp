@@ -12,8 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <functional>
 #include <ostream>
 #include <set>
 #include <string>

@@ -7,7 +7,6 @@
 #include "sim/camera.h"
 #include "support/bytes.h"
 #include "support/fake_device.h"
-#include "support/fault_plan.h"
 #include "support/still_image_command.h"
 
 #include <gtest/gtest.h>
