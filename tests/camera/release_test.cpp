@@ -9,6 +9,7 @@
 #include "sim/release.h"
 #include "support/allocation_sweep.h"
 #include "support/bytes.h"
+#include "support/connected_object.h"
 #include "support/event_inbox.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
@@ -58,9 +59,9 @@ TEST_P(Session, ReleasedImageReachesTheComputerAndTheCard)
 #endif
         camera = sim::cameraNamed(address.substr(4));
     EventInbox inbox;
-    DslrObject* o = DSLR_GetObject();
-    ASSERT_EQ(o->baseDslrOpenPort(address.c_str()), vkRN_OK);
-    ASSERT_EQ(o->baseOpenCameraComm(0, eventInbox, inbox.context()), vkRN_OK);
+    ConnectedObject host(address, eventInbox, inbox.context());
+    ASSERT_TRUE(host.connected());
+    DslrObject* o = host.get();
     ASSERT_EQ(o->baseNotifyStart(), vkRN_OK);
 
     Bytes none, shots(4), params(48), shotsAfter(4);
@@ -116,9 +117,6 @@ TEST_P(Session, ReleasedImageReachesTheComputerAndTheCard)
     ASSERT_EQ(o->baseDslrReadData(onCard.data(), length), vkRN_OK);
     EXPECT_EQ(onCard, image);
     EXPECT_EQ(o->baseNotifyTerminate(), vkRN_OK);
-    EXPECT_EQ(o->baseCloseCameraComm(), vkRN_OK);
-    EXPECT_EQ(o->baseDslrClosePort(), vkRN_OK);
-    DSLR_DeleteObject(o);
 }
 
 #if !defined(_WIN32) && defined(DSLRSIM_PATH)
