@@ -13,8 +13,6 @@
 
 namespace {
 
-bool fileExists(const std::string& path) { return std::ifstream(path).good(); }
-
 std::vector<std::string> recordsWithMarker(const LogCapture& log, const std::string& marker)
 {
     std::vector<std::string> found;
@@ -57,7 +55,7 @@ TEST(LogRecord, FlagWordZeroCreatesNoFile)
     Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "never written");
     Dbg_Dump(DBG_TAG_VKRN, "data", "abc", 3);
     log.detach();
-    EXPECT_FALSE(fileExists(log.path()));
+    EXPECT_FALSE(std::ifstream(log.path()).good()) << "no file";
 }
 
 TEST(LogRecord, AttachWritesVersionAndDetachEndsLogging)
