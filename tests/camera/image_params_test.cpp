@@ -22,7 +22,6 @@ namespace {
 using Bytes = std::vector<BYTE>;
 using SetSlot = uint32_t (DSLR_METHOD DslrObject::*)(uint32_t, const void*);
 using GetSlot = uint32_t (DSLR_METHOD DslrObject::*)(uint32_t, void*);
-constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
 constexpr DWORD kOtherModel = 0x80000300;
 
 Bytes words(std::initializer_list<int32_t> values, std::size_t size)

@@ -29,7 +29,6 @@
 
 namespace {
 
-constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
 constexpr DWORD k402 = DSLR_MODEL_ID_Q402, k611 = DSLR_MODEL_ID_Q611, k529 = 0x80000529;
 
 DWORD control(DslrObject* o, DWORD code, const Bytes& block, Bytes& reply)

@@ -23,7 +23,6 @@
 namespace {
 
 constexpr DWORD kRefused = cameraError(sim::kRapiValueRefused);
-constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
 
 std::string text(const std::vector<char>& bytes) { return std::string(bytes.data()); }
 
@@ -51,10 +50,8 @@ TEST_F(Settings, EveryReadTagAnswersFromTheCamera)
     } cases[] = {
         {OWNER_NAME, 32, 0, [&](auto& r) { EXPECT_EQ(text(r), state.owner); }},
         {READ_FIRM_VERSION, 40, 0, [](auto& r) { EXPECT_EQ(text(r), "Firmware Version 1.2.3.0"); }},
-        {READ_BATT_STATUS, 4, 0,
-         [&](auto& r) { EXPECT_EQ(*reinterpret_cast<const DWORD*>(r.data()), state.battery); }},
-        {READ_BODY_ID, 4, 0,
-         [&](auto& r) { EXPECT_EQ(*reinterpret_cast<const DWORD*>(r.data()), state.bodyId); }},
+        {READ_BATT_STATUS, 4, 0, [&](auto& r) { EXPECT_EQ(wordAt(r.data()), state.battery); }},
+        {READ_BODY_ID, 4, 0, [&](auto& r) { EXPECT_EQ(wordAt(r.data()), state.bodyId); }},
         {DIRECTORY_SUFFIX, 6, 0, [](auto& r) { EXPECT_EQ(text(r), "VELOR"); }},
         {NAME_PREFIX_EX, 15, 0,
          [](auto& r) {
@@ -76,7 +73,7 @@ TEST_F(Settings, EveryReadTagAnswersFromTheCamera)
         {CAMERA_TIME, 4, 0,
          [](auto& r) {
              const DWORD now = static_cast<DWORD>(std::time(nullptr));
-             const DWORD read = *reinterpret_cast<const DWORD*>(r.data());
+             const DWORD read = wordAt(r.data());
              EXPECT_LE(now - 2, read);
              EXPECT_LE(read, now + 2);
          }},

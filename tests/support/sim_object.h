@@ -13,7 +13,9 @@
 #include <memory>
 #include <string>
 
-// The result the library gives for an error code the camera answered.
+// The library's refusal of an argument, and its result for an error code the
+// camera answered.
+constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
 constexpr DWORD cameraError(std::uint32_t error) { return 0x02000000u | (error & 0xFFFF); }
 
 class SimObject : public ::testing::Test {
