@@ -22,7 +22,6 @@ namespace {
 using Bytes = std::vector<BYTE>;
 using SetSlot = uint32_t (DSLR_METHOD DslrObject::*)(uint32_t, const void*);
 using GetSlot = uint32_t (DSLR_METHOD DslrObject::*)(uint32_t, void*);
-constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
 constexpr DWORD kOtherModel = 0x80000300;
 
 Bytes words(std::initializer_list<int32_t> values, std::size_t size)
@@ -83,13 +82,9 @@ class ImageParams : public SimObject {
 protected:
     void useModel(DWORD model)
     {
-        sim::CameraOptions options = m_camera->options();
-        options.modelId = model;
-        m_camera->configure(options);
+        configureModel(model);
         m_object->m_dwModelID = model;
     }
-    std::size_t sent() const { return m_camera->rapiRequests().size(); }
-    sim::RapiRequest last() const { return m_camera->rapiRequests().back(); }
 };
 
 TEST_F(ImageParams, EveryPairRoundTripsInTheModelsGenerationsAndRefusesTheOthers)
@@ -115,7 +110,7 @@ TEST_F(ImageParams, EveryPairRoundTripsInTheModelsGenerationsAndRefusesTheOthers
                 ASSERT_EQ((m_slots->*pair.set)(size, record.data()), vkRN_OK);
                 ASSERT_EQ((m_slots->*pair.get)(size, read.data()), vkRN_OK);
                 EXPECT_EQ(read, record);
-                EXPECT_EQ(last().params.size(), pair.selector ? 4u : 0u);
+                EXPECT_EQ(lastRequest().params.size(), pair.selector ? 4u : 0u);
             }
         }
     }
@@ -177,19 +172,19 @@ TEST_F(ImageParams, RequestsAndRepliesOnTheWire)
 {
     Bytes gamma = words({2}, 158);
     ASSERT_EQ(m_slots->baseGetGammaLookupTable(158, gamma.data()), vkRN_OK);
-    EXPECT_EQ(last().params, words({2}, 4));
+    EXPECT_EQ(lastRequest().params, words({2}, 4));
     EXPECT_EQ(gamma[0], 2) << "the selector stays";
     EXPECT_EQ(gamma[157], 0x0F)
         << "154 bytes after it: the table's last entry, 4095, ends the record";
 
     const dsJPEG_QUALITY quality = {9, 7, 5, 3};
     ASSERT_EQ(m_slots->baseSetJpegQuality(8, &quality), vkRN_OK);
-    EXPECT_EQ(last().params, Bytes({8, 0, 0, 0, 9, 0, 7, 0, 5, 0, 3, 0}));
+    EXPECT_EQ(lastRequest().params, Bytes({8, 0, 0, 0, 9, 0, 7, 0, 5, 0, 3, 0}));
 
     dsCUSTOM_FUNCTION cfn = {4, 10, {}};
     std::memset(cfn.byData, 0xEE, sizeof(cfn.byData));
     ASSERT_EQ(m_slots->baseSetCustomFunctionSetting(68, &cfn), vkRN_OK);
-    const Bytes params = last().params;
+    const Bytes params = lastRequest().params;
     ASSERT_EQ(params.size(), 68u);
     EXPECT_EQ(params[13], 0xEE);
     EXPECT_EQ(Bytes(params.begin() + 14, params.end()), Bytes(54, 0));
@@ -252,8 +247,8 @@ TEST_F(ImageParams, LengthRules)
 // answers with its own error; nothing changes.
 TEST_F(ImageParams, TheCameraRefusesValuesItHasNoSettingFor)
 {
-    constexpr DWORD kOut = 0x02000000u | (sim::kRapiOutOfRange & 0xFFFF);
-    constexpr DWORD kMalformed = 0x02000000u | (sim::kRapiBadRecord & 0xFFFF);
+    constexpr DWORD kOut = cameraError(sim::kRapiOutOfRange);
+    constexpr DWORD kMalformed = cameraError(sim::kRapiBadRecord);
     Bytes develop = validRecord(0x12100016, 32), gamma = validRecord(0x12100018, 158);
     develop[12] = 9;  // dwEdgeLevel
     gamma[20] = 0xFF, gamma[21] = 0xFF;
@@ -357,18 +352,12 @@ TEST_F(ImageParams, EveryAllocationFailure)
     // clang-format on
     cases.insert(cases.end(), std::begin(others), std::end(others));
     for (const auto& test : cases) {
-        Bytes record = test.record;
-        sweepAllocations(
-            test.name,
-            [&] {
-                record = test.record;
-                return test.run(record.data());
-            },
-            [&](const FailedAllocation& failed) {
-                EXPECT_EQ(failed.result, vkRNERROR_OUT_OF_MEMORY);
-                EXPECT_EQ(record, test.record) << "the caller's record is untouched";
-                EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
-            });
+        sweepRecord(test.name, test.record, test.run,
+                    [&](const FailedAllocation& failed, Bytes& r) {
+                        EXPECT_EQ(failed.result, vkRNERROR_OUT_OF_MEMORY);
+                        EXPECT_EQ(r, test.record) << "the caller's record is untouched";
+                        EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
+                    });
     }
 }
 

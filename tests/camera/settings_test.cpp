@@ -7,12 +7,12 @@
 #include "log/dbg_log.h"
 #include "sim/settings.h"
 #include "support/allocation_sweep.h"
+#include "support/bytes.h"
 #include "support/log_capture.h"
 #include "support/sim_object.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -22,8 +22,7 @@
 
 namespace {
 
-constexpr DWORD kRefused = 0x02000000u | (sim::kRapiValueRefused & 0xFFFF);
-constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
+constexpr DWORD kRefused = cameraError(sim::kRapiValueRefused);
 
 std::string text(const std::vector<char>& bytes) { return std::string(bytes.data()); }
 
@@ -51,10 +50,8 @@ TEST_F(Settings, EveryReadTagAnswersFromTheCamera)
     } cases[] = {
         {OWNER_NAME, 32, 0, [&](auto& r) { EXPECT_EQ(text(r), state.owner); }},
         {READ_FIRM_VERSION, 40, 0, [](auto& r) { EXPECT_EQ(text(r), "Firmware Version 1.2.3.0"); }},
-        {READ_BATT_STATUS, 4, 0,
-         [&](auto& r) { EXPECT_EQ(*reinterpret_cast<const DWORD*>(r.data()), state.battery); }},
-        {READ_BODY_ID, 4, 0,
-         [&](auto& r) { EXPECT_EQ(*reinterpret_cast<const DWORD*>(r.data()), state.bodyId); }},
+        {READ_BATT_STATUS, 4, 0, [&](auto& r) { EXPECT_EQ(wordAt(r.data()), state.battery); }},
+        {READ_BODY_ID, 4, 0, [&](auto& r) { EXPECT_EQ(wordAt(r.data()), state.bodyId); }},
         {DIRECTORY_SUFFIX, 6, 0, [](auto& r) { EXPECT_EQ(text(r), "VELOR"); }},
         {NAME_PREFIX_EX, 15, 0,
          [](auto& r) {
@@ -76,7 +73,7 @@ TEST_F(Settings, EveryReadTagAnswersFromTheCamera)
         {CAMERA_TIME, 4, 0,
          [](auto& r) {
              const DWORD now = static_cast<DWORD>(std::time(nullptr));
-             const DWORD read = *reinterpret_cast<const DWORD*>(r.data());
+             const DWORD read = wordAt(r.data());
              EXPECT_LE(now - 2, read);
              EXPECT_LE(read, now + 2);
          }},
@@ -157,12 +154,12 @@ TEST_F(Settings, WritesReadBackAndRefusalsChangeNothing)
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
-        const std::size_t before = m_camera->rapiRequests().size();
+        const std::size_t before = sent();
         {
             LogCapture log(test.bit23 ? std::uint32_t{DBGFLAG_RECORD_RANGE_CHECKS} : 0u);
             EXPECT_EQ(m_slots->baseWriteSetting(test.tag, test.record), test.result);
         }
-        EXPECT_EQ(m_camera->rapiRequests().size(), before + (test.sent ? 1 : 0));
+        EXPECT_EQ(sent(), before + (test.sent ? 1 : 0));
         if (test.check) test.check(m_camera->settings());
     }
     // What the camera holds is what a read answers.
@@ -203,9 +200,7 @@ TEST_F(Settings, ClockRoundTripsAcrossDaylightSavingChangeOvers)
         DWORD record = test.utc;
         ASSERT_EQ(m_slots->baseWriteSetting(CAMERA_TIME, &record), vkRN_OK);
         EXPECT_EQ(record, static_cast<DWORD>(test.utc + test.standardOffset));
-        DWORD sent = 0;
-        std::memcpy(&sent, m_camera->rapiRequests().back().params.data(), 4);
-        EXPECT_EQ(sent, record);
+        EXPECT_EQ(wordAt(lastRequest().params.data()), record);
         DWORD read = 0;
         ASSERT_EQ(m_slots->baseReadSetting(CAMERA_TIME, &read), vkRN_OK);
         EXPECT_GE(read, test.utc);
@@ -250,7 +245,6 @@ TEST_F(Settings, ModelDescriptionAndFirmwareVersion)
         ASSERT_EQ(m_slots->baseReadSetting(READ_FIRM_VERSION, version), vkRN_OK);
         EXPECT_STREQ(version, test.version);
     }
-    EXPECT_EQ(m_slots->baseGetModelDescrip(nullptr), kBad);
     // A failed property read still leaves the model ID.
     m_camera->injectRapiFault(0x12100001, {0x00A50042, std::nullopt, std::nullopt});
     dsMODEL_DESCRIP description = {};
@@ -271,7 +265,7 @@ TEST_F(Settings, DriveStringsAndFreeSpace)
     EXPECT_EQ(+space.dwValue[0], 512000u) << "an empty card";
     EXPECT_EQ(+space.dwValue[1], 512000u);
     EXPECT_EQ(m_object->_rapiGetDriveFreeSpace("ATA09", &space),
-              0x02000000u | (sim::kRapiNoSuchVolume & 0xFFFF));
+              cameraError(sim::kRapiNoSuchVolume));
     EXPECT_EQ(m_object->_rapiGetDriveFreeSpace(nullptr, &space), kBad);
 
     // Drive strings longer than the caller's area are not read at all.
@@ -292,7 +286,7 @@ TEST_F(Settings, CannedAnswersSendNoCommand)
 {
     std::strcpy(m_object->m_portName, "sim:camera7");
     m_camera->clearRecords();
-    const std::size_t requests = m_camera->rapiRequests().size();
+    const std::size_t requests = sent();
     LogCapture log(DBGFLAG_CANNED_ANSWERS);
     std::vector<char> owner(32);
     EXPECT_EQ(m_slots->baseReadSetting(OWNER_NAME, owner.data()), vkRN_OK);
@@ -335,7 +329,7 @@ TEST_F(Settings, CannedAnswersSendNoCommand)
     for (const auto& write : writes)
         EXPECT_EQ(m_slots->baseWriteSetting(write.tag, write.record), write.result) << write.tag;
     EXPECT_TRUE(m_camera->received().empty()) << m_camera->received().size() << " commands";
-    EXPECT_EQ(m_camera->rapiRequests().size(), requests);
+    EXPECT_EQ(sent(), requests);
     EXPECT_EQ(m_camera->settings().owner, sim::SettingsState().owner);
 }
 
@@ -345,9 +339,9 @@ TEST_F(Settings, CannedFunctionInfoReplacesTheCamerasRecord)
 {
     LogCapture log(DBGFLAG_CANNED_FUNCTION_INFO | 0x4);
     dsCAMERA_FUNCTION_INFO info = {};
-    const std::size_t requests = m_camera->rapiRequests().size();
+    const std::size_t requests = sent();
     ASSERT_EQ(m_slots->baseReadSetting(READ_CAMERA_FUNCTION_INFO, &info), vkRN_OK);
-    EXPECT_EQ(m_camera->rapiRequests().size(), requests + 1) << "the camera was asked";
+    EXPECT_EQ(sent(), requests + 1) << "the camera was asked";
     EXPECT_EQ(+info.dwModelID, 0x80000529u);
     EXPECT_TRUE(log.contains("529 FunctionInfo Set"));
 }
@@ -436,21 +430,19 @@ TEST_F(Settings, EveryAllocationFailure)
         {"_rapiResetDirectoryNameSuffix",
          [o](void*) { return o->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr); }},
     };
-    const std::vector<BYTE> untouched(1100, 0xA5);
+    const Record untouched(1100, 0xA5);
     for (const Case& test : cases) {
-        std::vector<BYTE> record;
-        const auto run = [&] {
-            record = untouched;
-            return test.run(record.data());
-        };
-        sweepAllocations(test.name, run, [&](const FailedAllocation& failed) {
-            const bool readFailed = test.dataPhase && failed.result == vkRNERROR_TRANSFER_FAILED &&
-                                    failed.log.contains("base1394ReadData has error(0x2000002)");
-            EXPECT_TRUE(failed.result == vkRNERROR_OUT_OF_MEMORY || readFailed) << failed.result;
-            if (test.firstWordWritten) std::memcpy(record.data(), untouched.data(), 4);
-            EXPECT_EQ(record, untouched);
-            EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
-        });
+        sweepRecord(test.name, untouched, test.run,
+                    [&](const FailedAllocation& failed, Record& record) {
+                        const bool readFailed =
+                            test.dataPhase && failed.result == vkRNERROR_TRANSFER_FAILED &&
+                            failed.log.contains("base1394ReadData has error(0x2000002)");
+                        EXPECT_TRUE(failed.result == vkRNERROR_OUT_OF_MEMORY || readFailed)
+                            << failed.result;
+                        if (test.firstWordWritten) std::memcpy(record.data(), untouched.data(), 4);
+                        EXPECT_EQ(record, untouched);
+                        EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
+                    });
     }
 }
 

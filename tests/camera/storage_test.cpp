@@ -45,17 +45,15 @@ protected:
 
     void reconnectAs(std::uint32_t model)
     {
-        sim::CameraOptions options = m_camera->options();
-        options.modelId = model;
-        m_camera->configure(options);
+        configureModel(model);
         ASSERT_EQ(m_slots->baseCloseCameraComm(), vkRN_OK);
         ASSERT_EQ(m_slots->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
     }
 
     std::string lastParams()
     {
-        const sim::RapiRequest last = m_camera->rapiRequests().back();
-        return std::string(last.params.begin(), last.params.end());
+        const Bytes params = lastRequest().params;
+        return std::string(params.begin(), params.end());
     }
 };
 
@@ -114,13 +112,13 @@ TEST_F(Storage, UploadOfSeveralBlocksReadsBackIdentical)
     EXPECT_EQ(+space.dwValue[0], 512000u - (data.size() + 1023) / 1024);
 
     // 0xFF00 bytes go; one more is refused before anything is allocated or sent.
-    const std::size_t requests = m_camera->rapiRequests().size();
+    const std::size_t requests = sent();
     {
         FaultPlan counting;
         EXPECT_EQ(m_slots->basePutFile(path, 0xFF01, 0, data.data()), vkRNERROR_INVALID_PARAMETER);
         EXPECT_EQ(counting.calls(Op::Malloc) + counting.calls(Op::Calloc), 0u);
     }
-    EXPECT_EQ(m_camera->rapiRequests().size(), requests);
+    EXPECT_EQ(sent(), requests);
     EXPECT_EQ(m_slots->basePutFile(path, 0xFF00, 0, data.data()), vkRN_OK);
     EXPECT_EQ(onCard(1, {"UPLOAD.BIN"}), Bytes(data.begin(), data.begin() + 0xFF00));
 }
@@ -152,7 +150,7 @@ TEST_F(Storage, DeleteAttributesAndTimesShowInTheNextListing)
         {"hidden refused", [&] { return o->baseSetFileAttribs(pathList({one}).data(), 0x0002); },
          vkRNERROR_INVALID_PARAMETER, [](auto& l) { EXPECT_EQ(l[0].attributes, 0x21); }},
         {"a protected file stays", [&] { return o->baseDeleteFiles(list12.data()); },
-         0x02000000u | (sim::kRapiProtected & 0xFFFF), [](auto& l) { EXPECT_EQ(l.size(), 4u); }},
+         cameraError(sim::kRapiProtected), [](auto& l) { EXPECT_EQ(l.size(), 4u); }},
         {"writable again", [&] { return o->baseSetFileAttribs(pathList({one}).data(), 0x0020); },
          vkRN_OK, [](auto& l) { EXPECT_EQ(l[0].attributes, 0x20); }},
         {"two deleted", [&] { return o->baseDeleteFiles(list12.data()); }, vkRN_OK,
@@ -161,7 +159,7 @@ TEST_F(Storage, DeleteAttributesAndTimesShowInTheNextListing)
              EXPECT_EQ(l[0].path, "ATA01:\\DCIM\\100VELOR\\IMG_0003.JPG");
          }},
         {"gone already", [&] { return o->baseDeleteFiles(pathList({one}).data()); },
-         0x02000000u | (sim::kRapiNoSuchPath & 0xFFFF), [](auto& l) { EXPECT_EQ(l.size(), 2u); }},
+         cameraError(sim::kRapiNoSuchPath), [](auto& l) { EXPECT_EQ(l.size(), 2u); }},
         {"no volume", [&] { return o->baseDeleteFiles(pathList({"DCIM\\100"}).data()); },
          vkRNERROR_OUT_OF_MEMORY, nullptr},
         {"empty list", [&] { return o->baseSetFileTimes("\0", when); }, vkRNERROR_INVALID_PARAMETER,
@@ -198,8 +196,7 @@ TEST_F(Storage, DcfFoldersAreNumberedAsTheCameraNumbersThem)
     char name[9] = "unused";
     EXPECT_EQ(m_slots->baseCreateDCFDir("ABCD", name), vkRNERROR_INVALID_PARAMETER);
     EXPECT_EQ(m_slots->baseCreateDCFDir("ABCDEF", name), vkRNERROR_INVALID_PARAMETER);
-    EXPECT_EQ(m_slots->basecreateDir("ATA01:\\DCIM\\004VELOR"),
-              0x02000000u | (sim::kRapiPathExists & 0xFFFF));
+    EXPECT_EQ(m_slots->basecreateDir("ATA01:\\DCIM\\004VELOR"), cameraError(sim::kRapiPathExists));
     // A number of four digits makes no DCF name.
     m_camera->defineRapiCommand(0x11100008, [](const sim::RapiRequest&) {
         sim::RapiAnswer answer;
@@ -233,8 +230,7 @@ TEST_F(Storage, VolumesArePackedAndCounted)
         uint16_t count = test.capacity;
         ASSERT_EQ(m_slots->baseGetVols(info.data(), &count), vkRN_OK);
         EXPECT_EQ(count, test.volumes);
-        DWORD entries = 0;
-        std::memcpy(&entries, info.data(), 4);
+        const DWORD entries = wordAt(info.data());
         ASSERT_EQ(entries, std::min<DWORD>(test.volumes, test.capacity));
         std::size_t at = 4;
         for (DWORD i = 0; i < entries; ++i) {
@@ -250,7 +246,6 @@ TEST_F(Storage, VolumesArePackedAndCounted)
         }
         EXPECT_EQ(info[at], 0xEE) << "nothing after the last entry";
     }
-    EXPECT_EQ(m_slots->baseGetVols(nullptr, nullptr), vkRNERROR_INVALID_PARAMETER);
 }
 
 // What arrives at the camera: this camera takes "ATA01:" paths, earlier
@@ -306,7 +301,6 @@ TEST_F(Storage, CameraRefusalsChangeNothing)
     m_camera->setStorage(state);
     const Bytes block(0xFF00, 0x11);
     ASSERT_EQ(m_slots->basePutFile("ATA02:\\A.BIN", 0xFF00, 0, block.data()), vkRN_OK);
-    auto error = [](std::uint32_t camera) { return 0x02000000u | (camera & 0xFFFF); };
     DslrObject* o = m_slots;
     struct Case {
         const char* name;
@@ -318,23 +312,23 @@ TEST_F(Storage, CameraRefusalsChangeNothing)
              o->basePutFile("ATA02:\\A.BIN", 0xFF00, 1, block.data());
              return o->basePutFile("ATA02:\\A.BIN", 0xFF00, 1, block.data());
          },
-         error(sim::kRapiCardFull)},
+         cameraError(sim::kRapiCardFull)},
         {"append to no file", [&] { return o->basePutFile("ATA02:\\B.BIN", 1, 1, "x"); },
-         error(sim::kRapiNoSuchPath)},
+         cameraError(sim::kRapiNoSuchPath)},
         {"unknown file parameter", [&] { return o->basePutFile("ATA02:\\B.BIN", 1, 7, "x"); },
-         error(sim::kRapiBadRecord)},
+         cameraError(sim::kRapiBadRecord)},
         {"a name longer than 8.3",
          [&] { return o->basePutFile("ATA02:\\LONGNAME1.JPG", 1, 0, "x"); },
-         error(sim::kRapiValueRefused)},
+         cameraError(sim::kRapiValueRefused)},
         {"out of the card", [&] { return o->basecreateDir("ATA02:\\..\\X"); },
-         error(sim::kRapiValueRefused)},
+         cameraError(sim::kRapiValueRefused)},
         {"no such volume", [&] { return o->basecreateDir("ATA09:\\X"); },
-         error(sim::kRapiNoSuchVolume)},
+         cameraError(sim::kRapiNoSuchVolume)},
         {"no parent", [&] { return o->basecreateDir("ATA02:\\X\\Y"); },
-         error(sim::kRapiNoSuchPath)},
+         cameraError(sim::kRapiNoSuchPath)},
         {"a directory that holds files",
          [&] { return o->baseDeleteFiles(pathList({"ATA01:\\DCIM"}).data()); },
-         error(sim::kRapiNotEmpty)},
+         cameraError(sim::kRapiNotEmpty)},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
@@ -425,14 +419,9 @@ TEST_F(Storage, EveryAllocationFailure)
     };
     const Bytes untouched(300, 0xA5);
     for (const Case& test : cases) {
-        Bytes record;
-        const auto run = [&] {
-            record = untouched;
-            return test.run(record.data());
-        };
-        sweepAllocations(
-            test.name, run,
-            [&](const FailedAllocation& failed) {
+        sweepRecord(
+            test.name, untouched, test.run,
+            [&](const FailedAllocation& failed, Bytes& record) {
                 if (failed.result == vkRN_OK) {
                     // Only a volume's free space may fail without failing the list.
                     EXPECT_TRUE(failed.log.contains("_rapiGetDriveFreeSpace"));

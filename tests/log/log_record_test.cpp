@@ -6,15 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <fstream>
 #include <regex>
 #include <string>
 #include <vector>
 
 namespace {
-
-bool fileExists(const std::string& path) { return std::ifstream(path).good(); }
 
 std::vector<std::string> recordsWithMarker(const LogCapture& log, const std::string& marker)
 {
@@ -58,7 +55,7 @@ TEST(LogRecord, FlagWordZeroCreatesNoFile)
     Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "never written");
     Dbg_Dump(DBG_TAG_VKRN, "data", "abc", 3);
     log.detach();
-    EXPECT_FALSE(fileExists(log.path()));
+    EXPECT_FALSE(std::ifstream(log.path()).good()) << "no file";
 }
 
 TEST(LogRecord, AttachWritesVersionAndDetachEndsLogging)

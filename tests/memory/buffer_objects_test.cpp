@@ -6,6 +6,7 @@
 
 #include "VKRNQ402.h"
 #include "memory/tracked_memory.h"
+#include "support/bytes.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 
@@ -18,13 +19,6 @@ namespace {
 
 template <typename T>
 using Owned = std::unique_ptr<T>;
-
-DWORD wordAt(const BYTE* bytes, int offset)
-{
-    DWORD word;
-    std::memcpy(&word, bytes + offset, 4);
-    return word;
-}
 
 TEST(MessageBuffer, TransferMessageIsHeaderThenData)
 {

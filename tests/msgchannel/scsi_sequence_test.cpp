@@ -7,7 +7,8 @@
 #include "VKRNQ402.h"
 #include "memory/message_buffer.h"
 #include "memory/sense_message.h"
-#include "support/fake_port.h"
+#include "support/bytes.h"
+#include "support/fake_device.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 #include "support/scripted_device.h"
@@ -16,11 +17,21 @@
 
 #include <cstring>
 #include <initializer_list>
+#include <memory>
 #include <vector>
 
 namespace {
 
-using Bytes = std::vector<BYTE>;
+// A message channel opened on a plain file standing in for the device,
+// which the scripted driver plays.
+class FakePort : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(m_manager->OpenPort(m_device.path()), vkRN_OK); }
+    void TearDown() override { m_manager->ClosePort(); }
+
+    FakeDevice m_device{uniqueName("cam")};
+    std::unique_ptr<ScsiScanManager> m_manager = std::make_unique<ScsiScanManager>();
+};
 
 class ScsiSequence : public FakePort {
 protected:
@@ -172,13 +183,6 @@ ScriptedCompletion reply(DWORD type, std::initializer_list<DWORD> words)
 
 const ScriptedCompletion kSent{};  // a write that goes out whole
 
-DWORD messageTypeOf(const IssuedCommand& command)
-{
-    DWORD type = 0;
-    if (command.data.size() >= 4) std::memcpy(&type, command.data.data(), 4);
-    return type;
-}
-
 class Handshake : public FakePort {
 protected:
     // The camera's side of a handshake; `connectCode` answers connect.
@@ -207,7 +211,8 @@ TEST_F(Handshake, ConnectsLearnsTheCameraAndAgreesOnTheBlockSize)
     ASSERT_EQ(device.commands().size(), 8u);
     for (std::size_t i = 0; i < requests.size(); ++i) {
         EXPECT_EQ(device.commands()[2 * i].cdb[0], SCSIOP_WRITE10);
-        EXPECT_EQ(messageTypeOf(device.commands()[2 * i]), requests[i]);
+        ASSERT_GE(device.commands()[2 * i].data.size(), 4u);
+        EXPECT_EQ(wordAt(device.commands()[2 * i].data.data()), requests[i]);
         EXPECT_EQ(device.commands()[2 * i + 1].cdb[0], SCSIOP_READ10);
     }
     EXPECT_EQ(device.commands()[3].transferLength, 24u);  // device-ID reply: 8 + 16 bytes

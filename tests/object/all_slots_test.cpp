@@ -12,8 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <functional>
 #include <ostream>
 #include <set>
 #include <string>
@@ -21,7 +19,6 @@
 
 namespace {
 
-constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
 constexpr DWORD kUnsupported = vkRNERROR_NOT_SUPPORTED;
 constexpr DWORD kClean = 0xFFFFFFFF;  // any result code but "not supported"
 constexpr std::size_t kOut = 4096;    // an out buffer larger than any record

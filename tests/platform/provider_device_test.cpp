@@ -5,8 +5,8 @@
 #include "platform/platform_api.h"
 #include "platform/scsiscan.h"
 #include "sim/camera.h"
+#include "support/bytes.h"
 #include "support/fake_device.h"
-#include "support/fault_plan.h"
 #include "support/still_image_command.h"
 
 #include <gtest/gtest.h>
@@ -55,9 +55,7 @@ TEST_F(ProviderDevice, CompletesAsynchronouslyWithStatusAndCount)
     ASSERT_FALSE(read.issue(m_device));
     ASSERT_TRUE(read.result(m_device, count, error));
     ASSERT_EQ(count, 16u);
-    DWORD type = 0;
-    std::memcpy(&type, read.data.data(), 4);
-    EXPECT_EQ(type, 0x20000001u);
+    EXPECT_EQ(wordAt(read.data.data()), 0x20000001u);
     EXPECT_EQ(read.data[16], 0xAA) << "bytes past the count are left alone";
 }
 

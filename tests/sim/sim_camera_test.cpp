@@ -7,12 +7,12 @@
 #include "VKRNQ402.h"
 #include "memory/sense_message.h"
 #include "sim/camera.h"
+#include "support/bytes.h"
 #include "support/fault_plan.h"
 #include "support/sim_port.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -85,10 +85,9 @@ TEST_F(SimCamera, SenseReadsDrainQueuedEventsInOrder)
         ASSERT_EQ(sense->CreateSenseMessageBuffer(64), vkRN_OK);
         ASSERT_EQ(m_manager->ReadRequestSense(sense), vkRN_OK);
         EXPECT_EQ(sense->CheckSenseMessage(9, 0x80), event.waiting);
-        DWORD words[3];
-        std::memcpy(words, sense->GetDataPointer(), sizeof(words));
-        EXPECT_EQ(words[1], event.id);
-        EXPECT_EQ(words[2], event.length) << "the length word is passed on as the camera wrote it";
+        EXPECT_EQ(wordAt(sense->GetDataPointer(), 4), event.id);
+        EXPECT_EQ(wordAt(sense->GetDataPointer(), 8), event.length)
+            << "the length word is passed on as the camera wrote it";
         delete sense;
     }
     EXPECT_EQ(m_camera->eventsWaiting(), 0u);

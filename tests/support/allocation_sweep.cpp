@@ -28,6 +28,26 @@ void sweepAllocations(const std::string& name, const std::function<DWORD()>& run
     }
 }
 
+void sweepRecord(const std::string& name, const Record& untouched,
+                 const std::function<DWORD(void*)>& run,
+                 const std::function<void(const FailedAllocation&, Record&)>& check,
+                 const std::function<void()>& reset)
+{
+    Record record;
+    const auto runOnCopy = [&] {
+        record = untouched;
+        return run(record.data());
+    };
+    sweepAllocations(
+        name, runOnCopy,
+        [&](const FailedAllocation& failed) {
+            if (check) return check(failed, record);
+            EXPECT_EQ(failed.result, vkRNERROR_OUT_OF_MEMORY);
+            EXPECT_EQ(record, untouched) << "the caller's record is untouched";
+        },
+        reset);
+}
+
 bool errorRecordNames(const LogCapture& log, std::initializer_list<const char*> texts)
 {
     for (const std::string& line : log.records()) {

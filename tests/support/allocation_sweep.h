@@ -13,8 +13,10 @@
 #include "support/log_capture.h"
 
 #include <functional>
+#include <cstdint>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 struct FailedAllocation {
     Op op;
@@ -26,6 +28,15 @@ struct FailedAllocation {
 void sweepAllocations(const std::string& name, const std::function<DWORD()>& run,
                       const std::function<void(const FailedAllocation&)>& check,
                       const std::function<void()>& reset = nullptr);
+
+// The sweep of an operation that writes through a record: every run gets a
+// fresh copy of `untouched`. `check` judges each failure and sees the record;
+// without it, the failure must be 0x02000003 with the record as it was.
+using Record = std::vector<std::uint8_t>;
+void sweepRecord(const std::string& name, const Record& untouched,
+                 const std::function<DWORD(void*)>& run,
+                 const std::function<void(const FailedAllocation&, Record&)>& check = nullptr,
+                 const std::function<void()>& reset = nullptr);
 
 // Whether an <ERROR> record of the log holds one of the texts (null ones
 // are skipped): an operation reports its failure in its own words.

@@ -4,13 +4,10 @@
 #pragma once
 
 #include "VKRNQ402.h"
+#include "support/bytes.h"
 
-#include <cstdint>
 #include <initializer_list>
 #include <string>
-#include <vector>
-
-using Bytes = std::vector<std::uint8_t>;
 
 struct Listed {
     std::uint16_t attributes;

@@ -1,5 +1,6 @@
 // A device object with its port open and the camera connected through its
-// slots, closed and deleted again when the owner goes.
+// slots (with a notification callback where given), closed and deleted
+// again when the owner goes.
 #pragma once
 
 #include "VKRNQ402.h"
@@ -10,10 +11,12 @@
 
 class ConnectedObject {
 public:
-    explicit ConnectedObject(const std::string& port) : m_slots(DSLR_GetObject())
+    explicit ConnectedObject(const std::string& port, DslrNotifyCallback callback = nullptr,
+                             uintptr_t context = 0)
+        : m_slots(DSLR_GetObject())
     {
         m_connected = m_slots->baseDslrOpenPort(port.c_str()) == vkRN_OK &&
-                      m_slots->baseOpenCameraComm(0, nullptr, 0) == vkRN_OK;
+                      m_slots->baseOpenCameraComm(0, callback, context) == vkRN_OK;
     }
     ~ConnectedObject()
     {

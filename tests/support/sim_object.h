@@ -13,16 +13,17 @@
 #include <memory>
 #include <string>
 
+// The library's refusal of an argument, and its result for an error code the
+// camera answered.
+constexpr DWORD kBad = vkRNERROR_INVALID_PARAMETER;
+constexpr DWORD cameraError(std::uint32_t error) { return 0x02000000u | (error & 0xFFFF); }
+
 class SimObject : public ::testing::Test {
 protected:
     void SetUp() override
     {
         m_camera = sim::cameraNamed(m_name);
-        if (m_modelId != 0) {
-            sim::CameraOptions options = m_camera->options();
-            options.modelId = m_modelId;
-            m_camera->configure(options);
-        }
+        if (m_modelId != 0) configureModel(m_modelId);
         m_object = static_cast<Dslr1394Object*>(DSLR_GetObject());
         m_slots = m_object;
         ASSERT_EQ(m_slots->baseDslrOpenPort(("sim:" + m_name).c_str()), vkRN_OK);
@@ -40,6 +41,17 @@ protected:
         DSLR_DeleteObject(m_slots);
         m_slots = nullptr;
     }
+
+    // The model the camera reports from now on.
+    void configureModel(std::uint32_t model)
+    {
+        sim::CameraOptions options = m_camera->options();
+        options.modelId = model;
+        m_camera->configure(options);
+    }
+    // How many Remote API requests the camera has had, and the last one.
+    std::size_t sent() const { return m_camera->rapiRequests().size(); }
+    sim::RapiRequest lastRequest() const { return m_camera->rapiRequests().back(); }
 
     // A derived fixture may set these in its constructor: the model the
     // camera reports (0: its own) and the notification callback.
