@@ -35,8 +35,11 @@ step "Download every file, folders kept, camera file times kept" get-all -o "$wo
 step "Upload a picture to the second card" put "$work/card/ATA01/DCIM/100VELOR/IMG_0001.JPG" ATA02:/
 step "Take a picture and download it (-v shows the camera's events)" -v capture --download -o "$work/shots"
 step "Watch the camera's events for two seconds" events --seconds 2
+# set reads the value back from the camera before it prints it. The embedded
+# camera lives in each dslrctl process and starts afresh with the next
+# command, so a later get shows the change only on a camera of its own (dslrsim).
 step "A release parameter, changed and read back" config set iso 0x60
-step "" config get iso
+[ -n "$port" ] && step "" config get iso
 step "The same data for scripts" --json ls ATA01:/DCIM/100VELOR
 echo
 echo "Tour complete: $(find "$work" -type f | wc -l) files downloaded to $work"
