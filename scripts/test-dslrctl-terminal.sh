@@ -47,12 +47,12 @@ wait_for "$progress" 30 || fail "no progress display"
 seen=()
 for _ in $(seq 1200); do
   screen=$(pane)
-  grep -q 'EXIT=' <<<"$screen" && break
+  grep -qE 'EXIT=[0-9]' <<<"$screen" && break
   share=$(grep -oE '[0-9]+% ' <<<"$screen" | tail -1 || true)
   [ -n "$share" ] && { [ ${#seen[@]} -eq 0 ] || [ "${seen[${#seen[@]}-1]}" != "$share" ]; } && seen+=("$share")
   sleep 0.1
 done
-wait_for 'EXIT=' 5 || fail "the download did not end"
+wait_for 'EXIT=[0-9]' 5 || fail "the download did not end"
 [ ${#seen[@]} -ge 3 ] || fail "the display did not move on (shares seen: ${seen[*]})"
 pane | grep -q 'EXIT=0' || fail "the download failed"
 pane | grep -qE ' left' && fail "the progress display was left on the screen"
@@ -64,12 +64,14 @@ echo "PASS: progress shown (${seen[*]}), wiped at the end, file identical"
 type_line "clear; $dslrctl --port unix:$socket get ATA01:/DCIM/BIG.BIN -o $work/cut; echo CUT=\$?"
 wait_for "$progress" 30 || fail "no progress display before Ctrl-C"
 tmux send-keys -t "$session" C-c
-wait_for 'CUT=' 30 || fail "Ctrl-C did not end the download"
+wait_for 'CUT=[0-9]' 30 || fail "Ctrl-C did not end the download"
 pane | grep -q 'CUT=130' || fail "Ctrl-C did not give status 130"
 pane | grep -q 'interrupted' || fail "no word about the interruption"
 [ -z "$(ls -A "$work/cut")" ] || fail "something was left in the folder: $(ls -A "$work/cut")"
-# Each command has its own marker: the screen may still show the last one before clear runs.
+# Each command has its own marker, and a marker counts only with its digits:
+# the typed line shows it too (as NEXT=$?), and the screen may still show the
+# last command's until clear runs.
 type_line "clear; $dslrctl --port unix:$socket info; echo NEXT=\$?"
-wait_for 'NEXT=' 30 || fail "the next command did not end"
+wait_for 'NEXT=[0-9]' 30 || fail "the next command did not end"
 pane | grep -q 'NEXT=0' || fail "the next command failed"
 echo "PASS: Ctrl-C ended the download cleanly and the next command worked"
