@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <thread>
 
 namespace sim {
 
@@ -30,7 +31,26 @@ Camera::Camera(CameraOptions options) : m_options(options)
 CommandResult Camera::execute(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                               std::uint32_t length)
 {
-    std::lock_guard<std::mutex> guard(m_lock);
+    LinkClock::Clock::time_point due;
+    CommandResult result{};
+    {
+        std::lock_guard<std::mutex> guard(m_lock);
+        result = executeLocked(cdb, cdbLength, data, length);
+        // A command that is never answered holds no link time.
+        if (m_options.link == LinkModel::kInstant || result.disposition != Disposition::kComplete)
+            return result;
+        due = m_link.schedule(linkCommandTime(m_options.link, result.transferred),
+                              LinkClock::Clock::now());
+    }
+    // The wait is outside the lock: the control API stays at hand meanwhile.
+    std::this_thread::sleep_until(due);
+    m_link.answered(LinkClock::Clock::now());
+    return result;
+}
+
+CommandResult Camera::executeLocked(const std::uint8_t* cdb, std::size_t cdbLength,
+                                    std::uint8_t* data, std::uint32_t length)
+{
     if (cdb == nullptr || cdbLength == 0 || (data == nullptr && length != 0)) return {kError, 0};
     const std::uint8_t opcode = cdb[0];
     ReceivedCommand record{std::vector<std::uint8_t>(cdb, cdb + cdbLength), length, {}};

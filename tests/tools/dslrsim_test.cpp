@@ -59,6 +59,7 @@ TEST(Dslrsim, CommandLineErrorsAreNamedAndExitWithTwo)
          "owner name longer than 31 characters"},
         {{"--listen", "unix:/tmp/x", "--clock-offset", "1h"},
          "bad number of seconds '1h' for --clock-offset"},
+        {{"--listen", "unix:/tmp/x", "--link", "s800"}, "bad link model 's800'"},
     };
     for (const Case& test : cases) {
         std::vector<std::string> arguments = {DSLRSIM_PATH};
@@ -76,7 +77,7 @@ TEST(Dslrsim, HelpListsEveryOption)
     const std::string output = run.readAll();
     EXPECT_EQ(run.wait(), 0);
     for (const char* option : {"--listen", "--model", "--block-size", "--owner", "--clock-offset",
-                               "--help", "unix:", "tcp:"})
+                               "--link", "--help", "unix:", "tcp:"})
         EXPECT_NE(output.find(option), std::string::npos) << option;
 }
 
