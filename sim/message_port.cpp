@@ -46,9 +46,10 @@ std::optional<Message> MessagePort::write(const std::uint8_t* bytes, std::size_t
 
 std::size_t MessagePort::read(std::uint8_t* bytes, std::size_t length)
 {
-    const std::size_t count = std::min(length, m_outgoing.size());
-    std::memcpy(bytes, m_outgoing.data(), count);
-    m_outgoing.erase(m_outgoing.begin(), m_outgoing.begin() + static_cast<std::ptrdiff_t>(count));
+    const std::size_t count = std::min(length, m_outgoing.size() - m_readAt);
+    std::memcpy(bytes, m_outgoing.data() + m_readAt, count);
+    m_readAt += count;
+    if (m_readAt == m_outgoing.size()) setReply({});  // all read: its memory goes
     return count;
 }
 
@@ -56,6 +57,7 @@ void MessagePort::reset()
 {
     m_incoming.clear();
     m_outgoing.clear();
+    m_readAt = 0;
 }
 
 }  // namespace sim

@@ -23,8 +23,12 @@ public:
     std::optional<Message> write(const std::uint8_t* bytes, std::size_t length);
     // Copies up to `length` bytes of the waiting reply; 0 when nothing waits.
     std::size_t read(std::uint8_t* bytes, std::size_t length);
-    void setReply(std::vector<std::uint8_t> reply) { m_outgoing = std::move(reply); }
-    bool replyWaiting() const { return !m_outgoing.empty(); }
+    void setReply(std::vector<std::uint8_t> reply)
+    {
+        m_outgoing = std::move(reply);
+        m_readAt = 0;
+    }
+    bool replyWaiting() const { return m_readAt < m_outgoing.size(); }
     // Forgets a half-written message and an unread reply.
     void reset();
 
@@ -34,6 +38,7 @@ public:
 private:
     std::vector<std::uint8_t> m_incoming;  // a message still being written
     std::vector<std::uint8_t> m_outgoing;  // the reply waiting to be read
+    std::size_t m_readAt = 0;              // from here on: read pieces are not moved
     std::vector<std::uint32_t> m_messages;
 };
 
