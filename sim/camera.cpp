@@ -107,12 +107,11 @@ CommandResult Camera::requestSense(std::uint8_t* data, std::uint32_t length)
     return {kSuccess, count};
 }
 
-std::vector<std::uint8_t> Camera::answer(std::uint32_t type,
-                                         const std::vector<std::uint8_t>& payload)
+Reply Camera::answer(std::uint32_t type, const std::vector<std::uint8_t>& payload)
 {
     if (type == kRapiFrame) {
         // The Remote API reply is sent as it is (faults of its own above).
-        return m_remoteApi.answer(payload).value_or(std::vector<std::uint8_t>());
+        return m_remoteApi.answer(payload).value_or(Reply{});
     }
     std::optional<Message> reply = answerHandshake({type, payload}, m_options);
     if (!reply) return {};
@@ -121,7 +120,7 @@ std::vector<std::uint8_t> Camera::answer(std::uint32_t type,
         if (m_replyOverride->length) reply->data.resize(*m_replyOverride->length);
         m_replyOverride.reset();
     }
-    return encodeMessage(reply->type, reply->data);
+    return {encodeMessage(reply->type, reply->data), {}};
 }
 
 void Camera::configure(const CameraOptions& options)

@@ -124,7 +124,7 @@ private:
                                 std::uint8_t* data, std::uint32_t length);
     CommandResult perform(std::uint8_t opcode, std::uint8_t* data, std::uint32_t length);
     CommandResult requestSense(std::uint8_t* data, std::uint32_t length);
-    std::vector<std::uint8_t> answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
+    Reply answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
 
     mutable std::mutex m_lock;
     CameraOptions m_options;

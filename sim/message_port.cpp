@@ -44,20 +44,35 @@ std::optional<Message> MessagePort::write(const std::uint8_t* bytes, std::size_t
     return message;
 }
 
+void MessagePort::setReply(Reply reply)
+{
+    m_head = std::move(reply.head);
+    m_body = std::move(reply.body);
+    m_readAt = 0;
+}
+
 std::size_t MessagePort::read(std::uint8_t* bytes, std::size_t length)
 {
-    const std::size_t count = std::min(length, m_outgoing.size() - m_readAt);
-    std::memcpy(bytes, m_outgoing.data() + m_readAt, count);
+    const std::uint64_t waiting = m_head.size() + m_body.length - m_readAt;
+    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(length, waiting));
+    const std::size_t fromHead =
+        m_readAt < m_head.size() ? std::min(count, m_head.size() - m_readAt) : 0;
+    if (fromHead != 0) std::memcpy(bytes, m_head.data() + m_readAt, fromHead);
+    // A body that cannot be read (a host file shortened since it was
+    // announced) gives nothing: the host's read fails in its own time
+    // rather than taking bytes that are not the file's.
+    if (count > fromHead && !m_body.read(m_readAt + fromHead - m_head.size(), bytes + fromHead,
+                                         count - fromHead))
+        return 0;
     m_readAt += count;
-    if (m_readAt == m_outgoing.size()) setReply({});  // all read: its memory goes
+    if (m_readAt == m_head.size() + m_body.length) setReply({});  // all read: its memory goes
     return count;
 }
 
 void MessagePort::reset()
 {
     m_incoming.clear();
-    m_outgoing.clear();
-    m_readAt = 0;
+    setReply({});
 }
 
 }  // namespace sim

@@ -218,7 +218,7 @@ TEST_F(ConnectionCycle, AnnouncedDataIsReadInPartsAndCountedDown)
         answer.record.assign(16, 0);
         const DWORD length = 1000;
         std::memcpy(answer.record.data(), &length, 4);
-        answer.data = sim::benchmarkData(length);
+        answer.data = sim::bytesSource(sim::benchmarkData(length));
         return answer;
     });
     ASSERT_EQ(call(0x11200001, {'A', 0}, 16), vkRN_OK);
