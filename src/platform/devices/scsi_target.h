@@ -41,6 +41,10 @@ public:
     // May block for as long as the device takes.
     virtual ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer,
                                 std::uint8_t* sense) = 0;
+    // Whether execute() returns without waiting on anything outside the
+    // process (a command the device will never answer comes back at once as
+    // kNever), so that it may run on the caller's thread.
+    virtual bool answersAtOnce() const { return false; }
     // Makes a blocked execute() return soon (as a lost device); used when the
     // handle is closed. Later calls may fail at once.
     virtual void interrupt() {}

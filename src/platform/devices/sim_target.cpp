@@ -13,6 +13,9 @@ class SimTarget : public ScsiTarget {
 public:
     explicit SimTarget(std::shared_ptr<sim::Camera> camera) : m_camera(std::move(camera)) {}
 
+    // The camera answers from memory, or after its link model's time.
+    bool answersAtOnce() const override { return true; }
+
     ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer, std::uint8_t*) override
     {
         const sim::CommandResult result =
