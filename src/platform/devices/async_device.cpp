@@ -31,6 +31,12 @@ DataDirection directionOf(DWORD srbFlags)
     return DataDirection::kNone;
 }
 
+// How long the caller's thread waits for an answer before it leaves the wait
+// to the worker: longer than a camera takes for a block, and short next to
+// the library's own waits (a second and more), which begin when the call
+// returns.
+constexpr std::uint32_t kInlineWaitMs = 20;
+
 }  // namespace
 
 AsyncDevice::AsyncDevice(std::unique_ptr<ScsiTarget> target) : m_target(std::move(target)) {}
@@ -88,16 +94,21 @@ DWORD AsyncDevice::submitCommand(const void* in, DWORD inSize, BYTE* out, DWORD 
     job->overlapped = overlapped;
     __atomic_store_n(&overlapped->Internal, STATUS_PENDING, __ATOMIC_RELEASE);
     overlapped->InternalHigh = 0;
-    if (m_target->answersAtOnce() && claimForInline()) return runInline(job);
-    job->staging.assign(
-        out, out + (job->command.direction == DataDirection::kOut ? block.TransferLength : 0));
-    job->staging.resize(block.TransferLength);
-    job->data = job->staging.data();
+    if (claimForInline()) return runInline(job);
+    stage(*job);
     return queue(std::move(job));
 }
 
-// Commands of one handle run one at a time and in order: inline only when
-// the target is idle and nothing waits in the queue.
+void AsyncDevice::stage(Job& job)
+{
+    const BYTE* out = job.callerBuffer;
+    job.staging.assign(out, out + (job.command.direction == DataDirection::kOut ? job.command.length : 0));
+    job.staging.resize(job.command.length);
+    job.data = job.staging.data();
+}
+
+// Commands of one handle run one at a time and in order: on the caller's
+// thread only when the target is idle and nothing waits in the queue.
 bool AsyncDevice::claimForInline()
 {
     std::lock_guard<std::mutex> guard(m_lock);
@@ -108,15 +119,21 @@ bool AsyncDevice::claimForInline()
 
 DWORD AsyncDevice::runInline(const std::shared_ptr<Job>& job)
 {
-    job->data = job->callerBuffer;
     std::unique_lock<std::mutex> lock(m_lock);
     job->command.timeoutMs = m_timeoutMs;
-    ScsiOutcome outcome{SRB_STATUS_REQUEST_FLUSHED, 0};
-    if (!m_lost) {
-        lock.unlock();
-        outcome = m_target->execute(job->command, job->data, job->sense);
-        lock.lock();
-    }
+    if (m_lost) return completeInline(job, {SRB_STATUS_REQUEST_FLUSHED, 0}, lock);
+    lock.unlock();
+    m_target->start(job->command, job->callerBuffer);
+    if (!m_target->answerWithin(kInlineWaitMs)) return handOver(job);
+    const ScsiOutcome outcome = m_target->finish(job->command, job->callerBuffer, job->sense);
+    lock.lock();
+    return completeInline(job, outcome, lock);
+}
+
+DWORD AsyncDevice::completeInline(const std::shared_ptr<Job>& job, const ScsiOutcome& outcome,
+                                  std::unique_lock<std::mutex>& lock)
+{
+    job->data = job->callerBuffer;
     m_running = false;
     // A command the device never answers stays the caller's to cancel; it
     // is pending, as a queued one would be. A cancel that came while the
@@ -129,18 +146,43 @@ DWORD AsyncDevice::runInline(const std::shared_ptr<Job>& job)
     return completed ? 0 : ERROR_IO_PENDING;
 }
 
+// The answer is slow in coming: the worker waits for it, into staging, and
+// the call returns with the command pending.
+DWORD AsyncDevice::handOver(const std::shared_ptr<Job>& job)
+{
+    stage(*job);
+    std::unique_lock<std::mutex> lock(m_lock);
+    if (!startWorkerLocked()) {
+        // No thread to leave it to: the caller's waits, as long as it takes.
+        lock.unlock();
+        const ScsiOutcome outcome = m_target->finish(job->command, job->callerBuffer, job->sense);
+        lock.lock();
+        return completeInline(job, outcome, lock);
+    }
+    m_started.push_back(job);
+    m_handedOver = job;
+    lock.unlock();
+    m_changed.notify_all();
+    return ERROR_IO_PENDING;
+}
+
+bool AsyncDevice::startWorkerLocked()
+{
+    if (m_worker.joinable()) return true;
+    try {
+        m_worker = std::thread([this] { run(); });
+    } catch (const std::system_error&) {
+        return false;
+    }
+    return true;
+}
+
 DWORD AsyncDevice::queue(std::shared_ptr<Job> job)
 {
     {
         std::lock_guard<std::mutex> guard(m_lock);
         job->command.timeoutMs = m_timeoutMs;
-        if (!m_worker.joinable()) {
-            try {
-                m_worker = std::thread([this] { run(); });
-            } catch (const std::system_error&) {
-                return ERROR_NOT_ENOUGH_MEMORY;  // nothing was queued
-            }
-        }
+        if (!startWorkerLocked()) return ERROR_NOT_ENOUGH_MEMORY;  // nothing was queued
         m_queue.push_back(std::move(job));
     }
     m_changed.notify_all();
@@ -165,19 +207,28 @@ void AsyncDevice::run()
 {
     std::unique_lock<std::mutex> lock(m_lock);
     for (;;) {
-        m_changed.wait(lock, [this] { return m_stopping || (!m_queue.empty() && !m_running); });
+        m_changed.wait(lock, [this] {
+            return m_stopping || m_handedOver || (!m_queue.empty() && !m_running);
+        });
         if (m_stopping) return;
-        std::shared_ptr<Job> job = std::move(m_queue.front());
-        m_queue.pop_front();
-        if (m_lost) {
-            // A device that has gone answers nothing more on this handle.
-            finish(*job, kStatusSuccess, {SRB_STATUS_REQUEST_FLUSHED, 0});
-            continue;
+        // A command handed over is already on its way; its answer is taken
+        // even when it was cancelled meanwhile, as the next one follows it.
+        std::shared_ptr<Job> job = std::move(m_handedOver);
+        const bool started = job != nullptr;
+        if (!started) {
+            job = std::move(m_queue.front());
+            m_queue.pop_front();
+            if (m_lost) {
+                // A device that has gone answers nothing more on this handle.
+                finish(*job, kStatusSuccess, {SRB_STATUS_REQUEST_FLUSHED, 0});
+                continue;
+            }
+            m_started.push_back(job);
+            m_running = true;
         }
-        m_started.push_back(job);
-        m_running = true;
         lock.unlock();
-        const ScsiOutcome outcome = m_target->execute(job->command, job->data, job->sense);
+        if (!started) m_target->start(job->command, job->data);
+        const ScsiOutcome outcome = m_target->finish(job->command, job->data, job->sense);
         lock.lock();
         m_running = false;
         if (outcome.completion != Completion::kNever)

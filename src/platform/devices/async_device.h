@@ -3,12 +3,14 @@
 // the SRB status through the command block's pointer and signalling the
 // record's event, as the still-image driver does.
 //
-// A target that answers at once (the in-process camera) runs a command on
-// the caller's thread when nothing is ahead of it, straight on the caller's
-// buffers, and DeviceIoControl returns having completed it, as a Windows
-// driver may complete a request before returning. Every other command is
-// queued and DeviceIoControl returns ERROR_IO_PENDING; a worker thread of
-// the handle, started with the first such command, runs the queue in order.
+// A command with nothing ahead of it runs on the caller's thread, straight
+// on the caller's buffers, and when the device answers at once (the
+// in-process camera always, a socket camera within a few milliseconds)
+// DeviceIoControl returns having completed it, as a Windows driver may
+// complete a request before returning. A slower answer is left to a worker
+// thread of the handle (started when first needed), which also runs the
+// commands queued behind a running one, in order; DeviceIoControl then
+// returns ERROR_IO_PENDING.
 //
 // The caller's buffers are touched only while a command is still the
 // caller's: queued data is staged, and a cancelled or closed command never
@@ -53,8 +55,13 @@ private:
 
     DWORD submitCommand(const void* in, DWORD inSize, BYTE* out, DWORD outSize,
                         LPOVERLAPPED overlapped);
+    void stage(Job& job);
     bool claimForInline();
     DWORD runInline(const std::shared_ptr<Job>& job);
+    DWORD completeInline(const std::shared_ptr<Job>& job, const ScsiOutcome& outcome,
+                         std::unique_lock<std::mutex>& lock);
+    DWORD handOver(const std::shared_ptr<Job>& job);
+    bool startWorkerLocked();
     DWORD queue(std::shared_ptr<Job> job);
     void settle(const std::shared_ptr<Job>& job, const ScsiOutcome& outcome);
     void run();
@@ -67,6 +74,7 @@ private:
     std::condition_variable m_changed;
     std::deque<std::shared_ptr<Job>> m_queue;
     std::vector<std::shared_ptr<Job>> m_started;  // given to the target, not yet answered
+    std::shared_ptr<Job> m_handedOver;  // started on the caller's thread, for the worker to finish
     DWORD m_timeoutMs = 0;
     bool m_running = false;  // a command is in the target, on the worker or inline
     bool m_lost = false;
