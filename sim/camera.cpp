@@ -31,6 +31,9 @@ Camera::Camera(CameraOptions options) : m_options(options)
 CommandResult Camera::execute(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                               std::uint32_t length)
 {
+    // The link's time runs from the command's arrival: the camera's own work
+    // happens while the link is busy, not after it.
+    const LinkClock::Clock::time_point arrived = LinkClock::Clock::now();
     LinkClock::Clock::time_point due;
     CommandResult result{};
     {
@@ -39,8 +42,7 @@ CommandResult Camera::execute(const std::uint8_t* cdb, std::size_t cdbLength, st
         // A command that is never answered holds no link time.
         if (m_options.link == LinkModel::kInstant || result.disposition != Disposition::kComplete)
             return result;
-        due = m_link.schedule(linkCommandTime(m_options.link, result.transferred),
-                              LinkClock::Clock::now());
+        due = m_link.schedule(linkCommandTime(m_options.link, result.transferred), arrived);
     }
     // The wait is outside the lock: the control API stays at hand meanwhile.
     std::this_thread::sleep_until(due);
