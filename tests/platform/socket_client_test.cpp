@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <future>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -157,6 +158,30 @@ TEST(SocketClient, GoodReplyFillsTheBufferUpToTheCount)
     EXPECT_EQ(read.overlapped.InternalHigh, 4u);
     EXPECT_EQ(read.data[3], 0x42);
     EXPECT_EQ(read.data[4], 0x5A);
+    os::CloseHandle(device);
+}
+
+// An answer held back until the call has returned leaves the command
+// pending (the caller's thread does not wait for it); it completes, into the
+// caller's buffer, when it comes.
+TEST(SocketClient, SlowAnswerCompletesAfterTheCallReturns)
+{
+    std::promise<void> released;
+    std::shared_future<void> release = released.get_future().share();
+    FakeServer server([release](int fd, const scsisock::Request& r) {
+        release.wait();
+        return reply(fd, r, r.tag, 4);
+    });
+    HANDLE device = openStillImageDevice(server.portPath());
+    ASSERT_NE(device, INVALID_HANDLE_VALUE);
+    Read read;
+    EXPECT_FALSE(read.issue(device));
+    EXPECT_EQ(os::GetLastError(), static_cast<DWORD>(ERROR_IO_PENDING));
+    released.set_value();
+    ASSERT_EQ(os::WaitForSingleObject(read.overlapped.hEvent, 5000), WAIT_OBJECT_0);
+    EXPECT_EQ(read.srbStatus, SRB_STATUS_SUCCESS);
+    EXPECT_EQ(read.overlapped.InternalHigh, 4u);
+    EXPECT_EQ(read.data[3], 0x42);
     os::CloseHandle(device);
 }
 
