@@ -23,9 +23,12 @@ LinkClock::Clock::time_point LinkClock::schedule(std::chrono::nanoseconds span,
                                                  Clock::time_point now)
 {
     std::lock_guard<std::mutex> guard(m_lock);
-    const Clock::duration gap = std::max(now - m_answered, Clock::duration::zero());
-    Clock::time_point start = gap < kIdle ? m_due + gap : now;
-    start = std::max(start, m_due);  // another handle's command may hold the link
+    Clock::time_point start = m_due;  // behind the command another handle has on the link
+    if (m_inFlight == 0) {
+        const Clock::duration gap = std::max(now - m_answered, Clock::duration::zero());
+        start = gap < kIdle ? m_due + gap : now;
+    }
+    ++m_inFlight;
     m_due = start + span;
     m_total += span;
     return m_due;
@@ -35,6 +38,7 @@ void LinkClock::answered(Clock::time_point now)
 {
     std::lock_guard<std::mutex> guard(m_lock);
     m_answered = now;
+    if (m_inFlight > 0) --m_inFlight;
 }
 
 std::chrono::nanoseconds LinkClock::total() const

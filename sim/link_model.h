@@ -29,10 +29,11 @@ constexpr std::chrono::nanoseconds kS400CommandOverhead = std::chrono::microseco
 std::chrono::nanoseconds linkCommandTime(LinkModel model, std::uint32_t bytes);
 
 // The link as one resource all handles share: when each command ends. A
-// command starts when the link is free, after the gap the host itself took
-// since the previous answer; the model's own lateness in waking up (the
-// system's sleep) is not charged to the next command, so that the average
-// rate is the model's however coarse the sleeps are. Thread-safe.
+// command that finds the link busy (another handle's command on it) starts
+// when that one ends; one that finds it idle starts after the gap the host
+// itself took since the previous answer. The model's own lateness in waking
+// up (the system's sleep) is not charged to the next command, so that the
+// average rate is the model's however coarse the sleeps are. Thread-safe.
 class LinkClock {
 public:
     using Clock = std::chrono::steady_clock;
@@ -47,6 +48,7 @@ private:
     mutable std::mutex m_lock;
     Clock::time_point m_due{};
     Clock::time_point m_answered{};
+    unsigned m_inFlight = 0;  // commands scheduled and not yet answered
     std::chrono::nanoseconds m_total{0};
 };
 

@@ -31,23 +31,33 @@ TEST(LinkModel, CommandTimeIsOverheadPlusBytesAtTheModelsRate)
 // command ends. The host's own gap counts, the clock's lateness does not.
 TEST(LinkModel, ClockChargesTheHostsGapButNotItsOwnLateness)
 {
+    // A step with `answered` 0 is answered only after the next one arrives
+    // (two handles' commands on the link at once).
     const struct {
         std::chrono::microseconds arrives, span, due, answered;
     } steps[] = {
         {0us, 1000us, 1000us, 1300us},            // the first command starts at once
         {1350us, 1000us, 2050us, 2100us},         // 300 us late, 50 us gap: only the gap
-        {2100us, 500us, 2550us, 2550us},          // no gap
-        {2700us, 100us, 2800us, 2800us},          // 150 us gap
-        {202'800us, 100us, 202'900us, 202'900us}, // idle for 200 ms: starts when it comes
+        {2100us, 500us, 2550us, 0us},             // no gap
+        {2400us, 100us, 2650us, 2650us},          // finds the link busy: waits for it
+        {2800us, 100us, 2900us, 2900us},          // 150 us gap
+        {202'900us, 100us, 203'000us, 203'000us}, // idle for 200 ms: starts when it comes
     };
     const auto origin = sim::LinkClock::Clock::now();
     sim::LinkClock clock;
     std::chrono::nanoseconds total{0};
+    bool owed = false;  // an answer held back by a step with `answered` 0
     for (const auto& step : steps) {
         EXPECT_EQ(clock.schedule(step.span, origin + step.arrives) - origin, step.due)
             << step.arrives.count();
-        clock.answered(origin + step.answered);
         total += step.span;
+        if (step.answered == 0us) {
+            owed = true;
+            continue;
+        }
+        if (owed) clock.answered(origin + step.answered);
+        owed = false;
+        clock.answered(origin + step.answered);
     }
     EXPECT_EQ(clock.total(), total);
 }
