@@ -25,8 +25,7 @@ void download(benchmark::State& state, const std::string& port,
     const std::chrono::nanoseconds before = modelled ? modelled->linkTime() : before.zero();
     for (auto _ : state) {
         std::uint32_t length = 0;
-        if (camera->baseGetFile(bench::kFilePath, &length) != vkRN_OK ||
-            length != target.size() ||
+        if (camera->baseGetFile(bench::kFilePath, &length) != vkRN_OK || length != target.size() ||
             camera->baseDslrReadData(target.data(), length) != vkRN_OK) {
             state.SkipWithError("download failed");
             return;
@@ -36,8 +35,8 @@ void download(benchmark::State& state, const std::string& port,
         state.SkipWithError("downloaded bytes differ from the file");
     if (modelled != nullptr) {
         const std::chrono::nanoseconds spent = modelled->linkTime() - before;
-        state.counters["wire_ms"] = static_cast<double>(spent.count()) / 1e6 /
-                                    static_cast<double>(state.iterations());
+        state.counters["wire_ms"] =
+            static_cast<double>(spent.count()) / 1e6 / static_cast<double>(state.iterations());
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * target.size()));
 }

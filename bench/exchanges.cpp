@@ -44,7 +44,10 @@ void timeExchanges(benchmark::State& state, const std::string& port)
     state.counters["p99_us"] = spans[spans.size() * 99 / 100];
 }
 
-void RapiExchange_Sim(benchmark::State& state) { timeExchanges(state, bench::simPort("bench-rapi")); }
+void RapiExchange_Sim(benchmark::State& state)
+{
+    timeExchanges(state, bench::simPort("bench-rapi"));
+}
 BENCHMARK(RapiExchange_Sim)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 void RapiExchange_Dslrsim(benchmark::State& state) { timeExchanges(state, bench::dslrsimPort()); }

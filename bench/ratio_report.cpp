@@ -66,8 +66,8 @@ void latencyLine(const KeepingReporter& report, const char* what, const char* na
         std::printf("  %-34s not measured\n", what);
         return;
     }
-    std::printf("  %-34s median %8.1f us  p99 %8.1f us\n", what,
-                measured->counters.at("median_us"), measured->counters.at("p99_us"));
+    std::printf("  %-34s median %8.1f us  p99 %8.1f us\n", what, measured->counters.at("median_us"),
+                measured->counters.at("p99_us"));
 }
 
 void wireLine(const KeepingReporter& report)

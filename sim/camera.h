@@ -120,8 +120,8 @@ public:
     void clearRecords();
 
 private:
-    CommandResult executeLocked(const std::uint8_t* cdb, std::size_t cdbLength,
-                                std::uint8_t* data, std::uint32_t length);
+    CommandResult executeLocked(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
+                                std::uint32_t length);
     CommandResult perform(std::uint8_t opcode, std::uint8_t* data, std::uint32_t length);
     CommandResult requestSense(std::uint8_t* data, std::uint32_t length);
     Reply answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);

@@ -61,8 +61,8 @@ std::size_t MessagePort::read(std::uint8_t* bytes, std::size_t length)
     // A body that cannot be read (a host file shortened since it was
     // announced) gives nothing: the host's read fails in its own time
     // rather than taking bytes that are not the file's.
-    if (count > fromHead && !m_body.read(m_readAt + fromHead - m_head.size(), bytes + fromHead,
-                                         count - fromHead))
+    if (count > fromHead &&
+        !m_body.read(m_readAt + fromHead - m_head.size(), bytes + fromHead, count - fromHead))
         return 0;
     m_readAt += count;
     if (m_readAt == m_head.size() + m_body.length) setReply({});  // all read: its memory goes

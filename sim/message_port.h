@@ -42,7 +42,7 @@ public:
 
 private:
     std::vector<std::uint8_t> m_incoming;  // a message still being written
-    std::vector<std::uint8_t> m_head;  // the reply waiting to be read, then its body
+    std::vector<std::uint8_t> m_head;      // the reply waiting to be read, then its body
     ByteSource m_body;
     std::uint64_t m_readAt = 0;  // read pieces are not moved: the next one starts here
     std::vector<std::uint32_t> m_messages;

@@ -50,7 +50,10 @@ RapiAnswer announce(ByteSource data)
     return answer;
 }
 
-RapiAnswer announce(std::vector<std::uint8_t> data) { return announce(bytesSource(std::move(data))); }
+RapiAnswer announce(std::vector<std::uint8_t> data)
+{
+    return announce(bytesSource(std::move(data)));
+}
 
 bool sameName(const std::string& a, const std::string& b) { return cardName(a) == cardName(b); }
 

@@ -28,18 +28,20 @@ TEST(CardSource, RangesOfAFileWhatItHeldAndWhatWasCutOff)
     const fs::path root = fs::temp_directory_path() / uniqueName("card-source");
     fs::create_directories(root);
     std::ofstream(root / "F.BIN", std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
     sim::DirectoryCard directory(root);
     sim::MemoryCard memory(1 << 20);
     ASSERT_TRUE(memory.write({"F.BIN"}, bytes.data(), bytes.size(), false, 0));
 
-    for (sim::Card* card : {static_cast<sim::Card*>(&directory), static_cast<sim::Card*>(&memory)}) {
+    for (sim::Card* card :
+         {static_cast<sim::Card*>(&directory), static_cast<sim::Card*>(&memory)}) {
         EXPECT_FALSE(card->open({"NONE.BIN"}, 10).read);
         EXPECT_EQ(card->open({"F.BIN"}, 500).length, 500u);
         const sim::ByteSource source = card->open({"F.BIN"}, bytes.size());
         ASSERT_EQ(source.length, bytes.size());
-        for (const auto& [offset, count] : {std::pair<std::size_t, std::size_t>{0, 1},
-                                            {0xFF00, 30000}, {99999, 1}, {4099, 0}}) {
+        for (const auto& [offset, count] :
+             {std::pair<std::size_t, std::size_t>{0, 1}, {0xFF00, 30000}, {99999, 1}, {4099, 0}}) {
             std::vector<std::uint8_t> got(count);
             ASSERT_TRUE(source.read(offset, got.data(), count)) << offset;
             EXPECT_TRUE(std::equal(got.begin(), got.end(), bytes.begin() + offset)) << offset;

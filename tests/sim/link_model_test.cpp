@@ -23,7 +23,8 @@ TEST(LinkModel, CommandTimeIsOverheadPlusBytesAtTheModelsRate)
         {LinkModel::kS400, 0xFF00, 100us + 1'632'000ns},
         {LinkModel::kS400, 0xFFFFFFFF, 100us + 107'374'182'375ns},
     };
-    for (const auto& c : cases) EXPECT_EQ(sim::linkCommandTime(c.model, c.bytes), c.time) << c.bytes;
+    for (const auto& c : cases)
+        EXPECT_EQ(sim::linkCommandTime(c.model, c.bytes), c.time) << c.bytes;
 }
 
 // Each step: a command of `span` arrives `arrives` after the origin, and its
@@ -36,12 +37,12 @@ TEST(LinkModel, ClockChargesTheHostsGapButNotItsOwnLateness)
     const struct {
         std::chrono::microseconds arrives, span, due, answered;
     } steps[] = {
-        {0us, 1000us, 1000us, 1300us},            // the first command starts at once
-        {1350us, 1000us, 2050us, 2100us},         // 300 us late, 50 us gap: only the gap
-        {2100us, 500us, 2550us, 0us},             // no gap
-        {2400us, 100us, 2650us, 2650us},          // finds the link busy: waits for it
-        {2800us, 100us, 2900us, 2900us},          // 150 us gap
-        {202'900us, 100us, 203'000us, 203'000us}, // idle for 200 ms: starts when it comes
+        {0us, 1000us, 1000us, 1300us},             // the first command starts at once
+        {1350us, 1000us, 2050us, 2100us},          // 300 us late, 50 us gap: only the gap
+        {2100us, 500us, 2550us, 0us},              // no gap
+        {2400us, 100us, 2650us, 2650us},           // finds the link busy: waits for it
+        {2800us, 100us, 2900us, 2900us},           // 150 us gap
+        {202'900us, 100us, 203'000us, 203'000us},  // idle for 200 ms: starts when it comes
     };
     const auto origin = sim::LinkClock::Clock::now();
     sim::LinkClock clock;

@@ -32,8 +32,7 @@ bool receiveAll(int fd, void* bytes, std::size_t length)
 bool sendAll(int fd, const void* head, std::size_t headLength, const void* data,
              std::size_t dataLength)
 {
-    iovec parts[2] = {{const_cast<void*>(head), headLength},
-                      {const_cast<void*>(data), dataLength}};
+    iovec parts[2] = {{const_cast<void*>(head), headLength}, {const_cast<void*>(data), dataLength}};
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = 2;

@@ -69,7 +69,7 @@ DWORD AsyncDevice::deviceIoControl(DWORD code, LPVOID in, DWORD inSize, LPVOID o
 }
 
 DWORD AsyncDevice::submitCommand(const void* in, DWORD inSize, BYTE* out, DWORD outSize,
-                                LPOVERLAPPED overlapped)
+                                 LPOVERLAPPED overlapped)
 {
     // Commands complete only through an OVERLAPPED record; the data must fit
     // the caller's buffer, and the CDB its 16 bytes.
@@ -102,7 +102,8 @@ DWORD AsyncDevice::submitCommand(const void* in, DWORD inSize, BYTE* out, DWORD 
 void AsyncDevice::stage(Job& job)
 {
     const BYTE* out = job.callerBuffer;
-    job.staging.assign(out, out + (job.command.direction == DataDirection::kOut ? job.command.length : 0));
+    job.staging.assign(
+        out, out + (job.command.direction == DataDirection::kOut ? job.command.length : 0));
     job.staging.resize(job.command.length);
     job.data = job.staging.data();
 }

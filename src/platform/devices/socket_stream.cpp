@@ -162,7 +162,8 @@ bool SocketStream::readable(std::uint32_t milliseconds)
     fd_set ready;
     FD_ZERO(&ready);
     FD_SET(native(m_socket), &ready);
-    timeval wait{static_cast<long>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000};
+    timeval wait{static_cast<long>(milliseconds / 1000),
+                 static_cast<long>(milliseconds % 1000) * 1000};
     return ::select(0, &ready, nullptr, nullptr, &wait) != 0;  // an error: let the receive say
 #else
     pollfd ready{native(m_socket), POLLIN, 0};

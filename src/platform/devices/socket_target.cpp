@@ -109,7 +109,7 @@ private:
     std::uint32_t m_tag = 0;
     bool m_lost = false;
     std::vector<std::uint8_t> m_incoming;  // a reply's data, kept (and its room) between commands
-    std::optional<ScsiOutcome> m_early;  // the started command's outcome, known before any reply
+    std::optional<ScsiOutcome> m_early;    // the started command's outcome, known before any reply
 };
 
 }  // namespace
