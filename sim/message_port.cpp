@@ -55,9 +55,10 @@ std::size_t MessagePort::read(std::uint8_t* bytes, std::size_t length)
 {
     const std::uint64_t waiting = m_head.size() + m_body.length - m_readAt;
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(length, waiting));
-    const std::size_t fromHead =
-        m_readAt < m_head.size() ? std::min(count, m_head.size() - m_readAt) : 0;
-    if (fromHead != 0) std::memcpy(bytes, m_head.data() + m_readAt, fromHead);
+    // Within the head, the position fits the head's size type.
+    const auto headAt = static_cast<std::size_t>(std::min<std::uint64_t>(m_readAt, m_head.size()));
+    const std::size_t fromHead = std::min(count, m_head.size() - headAt);
+    if (fromHead != 0) std::memcpy(bytes, m_head.data() + headAt, fromHead);
     // A body that cannot be read (a host file shortened since it was
     // announced) gives nothing: the host's read fails in its own time
     // rather than taking bytes that are not the file's.
