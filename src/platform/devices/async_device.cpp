@@ -142,8 +142,11 @@ DWORD AsyncDevice::completeInline(const std::shared_ptr<Job>& job, const ScsiOut
     if (outcome.completion == Completion::kNever) m_started.push_back(job);
     settle(job, outcome);
     const bool completed = job->finished;
+    // Only commands queued behind this one wait for the target: a worker
+    // with nothing to do is not woken for every command.
+    const bool queued = !m_queue.empty();
     lock.unlock();
-    m_changed.notify_all();  // the worker may have commands waiting for the target
+    if (queued) m_changed.notify_all();
     return completed ? 0 : ERROR_IO_PENDING;
 }
 
