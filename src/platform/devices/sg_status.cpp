@@ -117,9 +117,10 @@ ScsiOutcome srbOutcomeOf(const SgReport& report)
     } else {
         srb = srbOfScsiStatus(report.scsiStatus);
     }
-    // What moved counts whatever the status: the layers above keep the
-    // bytes of a partial transfer and ask for the rest.
-    return {srb, movedOf(report), 0, Completion::kDone};
+    // Only a successful command counts bytes: adapters commonly leave resid
+    // at 0 on a failed one although nothing moved, and counting those would
+    // hand the layers above bytes that never came.
+    return {srb, srb == SRB_STATUS_SUCCESS ? movedOf(report) : 0, 0, Completion::kDone};
 }
 
 }  // namespace devices
