@@ -9,7 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <optional>
+#include <string>
 #include <vector>
 
 
@@ -38,7 +41,7 @@ public:
     // A command whose data is `segments` (their lengths), filled from `data`
     // for writes; returns the entry.
     Entry& queue(const std::vector<std::uint8_t>& cdb, std::vector<std::size_t> segments,
-                          const std::vector<std::uint8_t>& data = {})
+                 const std::vector<std::uint8_t>& data = {})
     {
         std::memcpy(at(m_data), cdb.data(), cdb.size());
         const std::size_t cdbOffset = m_data;
@@ -67,23 +70,20 @@ public:
         header.len_op = length | op;
         mailbox().cmd_head += length;
     }
+
 private:
     std::vector<std::uint8_t> m_bytes;
     std::size_t m_data = kDataOffset;
 };
 
-struct Reply {
-    std::uint8_t status;
-    std::uint8_t senseKey;
-    std::uint8_t asc;
-    std::int64_t readLength;  // -1: not reported
-};
-
-Reply replyOf(const Entry& entry)
+// "status key/asc read N" (N -1: no read length reported).
+std::string replyOf(const Entry& entry)
 {
-    return {entry.rsp.scsi_status, static_cast<std::uint8_t>(entry.rsp.sense_buffer[2]),
-            static_cast<std::uint8_t>(entry.rsp.sense_buffer[12]),
-            (entry.hdr.uflags & kUflagReadLen) ? std::int64_t{entry.rsp.read_len} : -1};
+    char text[48];
+    std::snprintf(text, sizeof(text), "%02X %X/%02X read %d", entry.rsp.scsi_status,
+                  entry.rsp.sense_buffer[2], entry.rsp.sense_buffer[12],
+                  (entry.hdr.uflags & kUflagReadLen) ? static_cast<int>(entry.rsp.read_len) : -1);
+    return text;
 }
 
 TEST(TcmuRing, CommandsAreAnsweredAsTheCameraAnswersThem)
@@ -93,18 +93,20 @@ TEST(TcmuRing, CommandsAreAnsweredAsTheCameraAnswersThem)
         std::vector<std::uint8_t> cdb;
         std::size_t length;
         std::optional<sim::CommandFault> fault;
-        Reply reply;
+        const char* reply;
     };
+    const std::vector<std::uint8_t> read10 = {0x28, 0, 0, 0, 0, 0, 0, 0, 8, 0};
+    const std::vector<std::uint8_t> sense = {0x03, 0, 0, 0, 18, 0};
     const Row rows[] = {
-        {"inquiry", {0x12, 0, 0, 0, 36, 0}, 36, {}, {0x00, 0, 0, 36}},
-        {"inquiry, more room than data", {0x12, 0, 0, 0, 96, 0}, 96, {}, {0x00, 0, 0, 36}},
-        {"vital product data", {0x12, 1, 0x80, 0, 96, 0}, 96, {}, {0x02, 0x05, 0x2C, -1}},
-        {"read with nothing to read", {0x28, 0, 0, 0, 0, 0, 0, 0, 8, 0}, 512, {}, {0x02, 0x05, 0x2C, -1}},
-        {"unknown command", {0xC1, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 0, {}, {0x02, 0x05, 0x2C, -1}},
-        {"busy", {0x03, 0, 0, 0, 18, 0}, 18, sim::CommandFault{0x03, 0x05, 0}, {0x08, 0, 0, -1}},
-        {"bus reset", {0x03, 0, 0, 0, 18, 0}, 18, sim::CommandFault{0x03, 0x0E, 0}, {0x02, 0x06, 0x29, -1}},
-        {"device lost", {0x03, 0, 0, 0, 18, 0}, 18,
-         sim::CommandFault{0x03, 0x16, 0, sim::Disposition::kDeviceLost}, {0x02, 0x04, 0x44, -1}},
+        {"inquiry", {0x12, 0, 0, 0, 36, 0}, 36, {}, "00 0/00 read 36"},
+        {"inquiry, more room than data", {0x12, 0, 0, 0, 96, 0}, 96, {}, "00 0/00 read 36"},
+        {"vital product data", {0x12, 1, 0x80, 0, 96, 0}, 96, {}, "02 5/2C read -1"},
+        {"read with nothing to read", read10, 512, {}, "02 5/2C read -1"},
+        {"unknown command", {0xC1, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 0, {}, "02 5/2C read -1"},
+        {"busy", sense, 18, sim::CommandFault{0x03, 0x05, 0}, "08 0/00 read -1"},
+        {"bus reset", sense, 18, sim::CommandFault{0x03, 0x0E, 0}, "02 6/29 read -1"},
+        {"device lost", sense, 18, sim::CommandFault{0x03, 0x16, 0, sim::Disposition::kDeviceLost},
+         "02 4/44 read -1"},
     };
     sim::Camera camera;  // one for all rows: the lost device comes last
     for (const Row& row : rows) {
@@ -113,11 +115,7 @@ TEST(TcmuRing, CommandsAreAnsweredAsTheCameraAnswersThem)
         Area area;
         Entry& entry = area.queue(row.cdb, {row.length});
         EXPECT_EQ(area.ring().serve(camera), 1u);
-        const Reply reply = replyOf(entry);
-        EXPECT_EQ(reply.status, row.reply.status);
-        EXPECT_EQ(reply.senseKey, row.reply.senseKey);
-        EXPECT_EQ(reply.asc, row.reply.asc);
-        EXPECT_EQ(reply.readLength, row.reply.readLength);
+        EXPECT_EQ(replyOf(entry), row.reply);
         EXPECT_EQ(area.mailbox().cmd_tail, area.mailbox().cmd_head);
     }
 }
@@ -146,9 +144,8 @@ TEST(TcmuRing, EntriesThatAreNoCommandsArePassedOver)
     EXPECT_EQ(area.ring().serve(camera), 4u);
     const auto* unknown = reinterpret_cast<EntryHeader*>(area.at(kRingOffset + 64));
     EXPECT_EQ(unknown->uflags & kUflagUnknownOp, kUflagUnknownOp);
-    EXPECT_EQ(replyOf(inquiry).readLength, -1);
-    EXPECT_EQ(replyOf(inquiry).status, 0x00);
-    EXPECT_EQ(replyOf(outside).asc, 0x24);
+    EXPECT_EQ(replyOf(inquiry), "00 0/00 read -1");
+    EXPECT_EQ(replyOf(outside), "02 5/24 read -1");
     EXPECT_EQ(camera.received().size(), 1u);
 }
 
