@@ -15,8 +15,8 @@
 namespace {
 
 // Serves the backstore until a stop signal comes or the kernel removes it.
-int serveTcmu(sim::Camera& camera, const std::string& name,
-              const std::vector<std::string>& notes, const sigset_t& stopSignals)
+int serveTcmu(sim::Camera& camera, const std::string& name, const std::vector<std::string>& notes,
+              const sigset_t& stopSignals)
 {
     dslrsim::TcmuDevice device(camera);
     std::string error;
@@ -27,7 +27,7 @@ int serveTcmu(sim::Camera& camera, const std::string& name,
     device.start();
     std::cout << "dslrsim: serving the user backstore " << name << std::endl;
     for (const std::string& note : notes) std::cout << "dslrsim: " << note << std::endl;
-    const timespec tick{0, 200 * 1000 * 1000};
+    const timespec tick{0, 200'000'000};  // 0.2 s
     while (sigtimedwait(&stopSignals, nullptr, &tick) < 0) {
         if (device.removed()) {
             std::cout << "dslrsim: the backstore " << name << " was removed" << std::endl;

@@ -37,6 +37,16 @@ bool namesBackstore(const std::string& uioName, const std::string& name)
     return uioName.substr(start + 1, end == std::string::npos ? end : end - start - 1) == name;
 }
 
+// classDir/uio/leaf, e.g. /sys/class/uio/uio0/name.
+std::string uioFile(const std::string& classDir, const std::string& uio, const char* leaf)
+{
+    std::string path = classDir;
+    path += '/';
+    path += uio;
+    path += leaf;
+    return path;
+}
+
 }  // namespace
 
 std::string findTcmuUio(const std::string& classDir, const std::string& name)
@@ -47,7 +57,7 @@ std::string findTcmuUio(const std::string& classDir, const std::string& name)
     while (const dirent* entry = ::readdir(dir)) {
         const std::string uio = entry->d_name;
         if (uio.compare(0, 3, "uio") == 0 &&
-            namesBackstore(firstLine(classDir + "/" + uio + "/name"), name)) {
+            namesBackstore(firstLine(uioFile(classDir, uio, "/name")), name)) {
             found = uio;
             break;
         }
@@ -73,7 +83,8 @@ bool TcmuDevice::open(const std::string& name, std::string& error)
                 "' (is target_core_user loaded and the backstore enabled? see docs/linux-sg.md)";
         return false;
     }
-    m_size = std::strtoull(firstLine(classDir + "/" + uio + "/maps/map0/size").c_str(), nullptr, 0);
+    m_size =
+        std::strtoull(firstLine(uioFile(classDir, uio, "/maps/map0/size")).c_str(), nullptr, 0);
     m_uio = ::open(("/dev/" + uio).c_str(), O_RDWR | O_CLOEXEC);
     m_wake = ::eventfd(0, EFD_CLOEXEC);
     if (m_uio < 0 || m_wake < 0 || m_size == 0) {
@@ -93,7 +104,10 @@ bool TcmuDevice::open(const std::string& name, std::string& error)
     return true;
 }
 
-void TcmuDevice::start() { m_worker = std::thread([this] { run(); }); }
+void TcmuDevice::start()
+{
+    m_worker = std::thread([this] { run(); });
+}
 
 void TcmuDevice::stop()
 {

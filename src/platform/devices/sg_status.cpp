@@ -107,13 +107,14 @@ ScsiOutcome srbOutcomeOf(const SgReport& report)
     if (report.error != 0) return {srbOfErrno(report.error), 0};
     std::uint8_t srb = SRB_STATUS_ERROR;
     if (report.hostStatus != kDidOk) {
-        const auto row = std::find_if(std::begin(kHostRows), std::end(kHostRows),
-                                      [&](const HostRow& r) { return r.host == report.hostStatus; });
+        const auto row =
+            std::find_if(std::begin(kHostRows), std::end(kHostRows),
+                         [&](const HostRow& r) { return r.host == report.hostStatus; });
         if (row != std::end(kHostRows) && row->lost) return lost();
         if (row != std::end(kHostRows)) srb = row->srb;
     } else if ((report.driverStatus & kDriverStatusMask) != 0) {
         srb = (report.driverStatus & kDriverStatusMask) == kDriverBusy ? SRB_STATUS_BUSY
-                                                                        : SRB_STATUS_ERROR;
+                                                                       : SRB_STATUS_ERROR;
     } else {
         srb = srbOfScsiStatus(report.scsiStatus);
     }

@@ -35,20 +35,19 @@
 
 namespace devices {
 
-constexpr char kSgPrefix[] = "/dev/sg";
-
 std::string sgAccessHelp(const std::string& path, const std::string& group)
 {
     std::string text = "cannot open " + path + ": permission denied";
     if (group.empty() || group == "root") return text + " (run as root)";
     return text + "; the camera's node belongs to group '" + group +
-           "': add your user to it (sudo usermod -aG " + group +
-           " $USER) and log in again";
+           "': add your user to it (sudo usermod -aG " + group + " $USER) and log in again";
 }
 
 #ifdef __linux__
 
 namespace {
+
+constexpr char kSgPrefix[] = "/dev/sg";
 
 class FileDescriptor {
 public:
@@ -148,7 +147,7 @@ private:
 
 std::string groupOf(const char* path)
 {
-    struct stat info{};
+    struct stat info {};
     if (::stat(path, &info) != 0) return {};
     std::vector<char> scratch(4096);
     group entry{};
