@@ -109,9 +109,7 @@ public:
 
         if (retryInterrupted([&] { return ::write(m_fd.get(), &header, sizeof(header)); }) < 0)
             return srbOutcomeOf({errno});
-        if (!answerArrived()) return srbOutcomeOf({ENODEV});
-        if (retryInterrupted([&] { return ::read(m_fd.get(), &header, sizeof(header)); }) < 0)
-            return srbOutcomeOf({errno});
+        if (const int error = awaitAnswer(header)) return srbOutcomeOf({error});
         SgReport report{0,
                         header.host_status,
                         header.driver_status,
@@ -131,7 +129,19 @@ public:
     }
 
 private:
-    // False when the handle is closing or the device has left.
+    // Reads the answer into `header` once the kernel has it; the errno that
+    // ended the wait otherwise (ENODEV when the handle is closing or the
+    // device has left). One command at a time: the answer is this command's.
+    int awaitAnswer(sg_io_hdr_t& header)
+    {
+        for (;;) {
+            if (!answerArrived()) return ENODEV;
+            if (retryInterrupted([&] { return ::read(m_fd.get(), &header, sizeof(header)); }) >= 0)
+                return 0;
+            if (errno != EAGAIN) return errno;
+        }
+    }
+
     bool answerArrived()
     {
         pollfd watched[2] = {{m_fd.get(), POLLIN, 0}, {m_wake.get(), POLLIN, 0}};
