@@ -56,6 +56,15 @@ done
 [ -n "$sg" ] || { fail "a still-image device on /dev/sgN"; cat /tmp/dslrsim.log; finish; }
 pass "still-image device $sg: $(cat /sys/class/scsi_generic/${sg#/dev/}/device/vendor) $(cat /sys/class/scsi_generic/${sg#/dev/}/device/model)"
 
+# A person outside the node's group is told which group to join.
+mkdir -p /etc
+printf 'root:x:0:0::/:/bin/sh\nuser:x:1000:1000::/tmp:/bin/sh\n' >/etc/passwd
+printf 'root:x:0:\ndisk:x:6:\nuser:x:1000:\n' >/etc/group
+chown root:disk $sg && chmod 660 $sg
+check "permission error names the group" sh -c \
+  "su -s /bin/sh user -c 'dslrctl --port $sg info' 2>&1 | grep \"belongs to group 'disk'\""
+cat /tmp/check.log
+
 # info compared with the embedded camera; the clocks are read a moment apart.
 dslrctl --port sim:vm info | grep -v '^Clock:' >/tmp/info.sim
 dslrctl --port $sg info >/tmp/info.sg 2>&1
@@ -86,7 +95,9 @@ for attempt in $(seq 100); do
   grep -q ready /tmp/loss.log && break
   sleep 0.1
 done
-sleep 0.5
+check "a second program is refused while one has the camera" \
+  sh -c "! dslrctl --port $sg info"
+cat /tmp/check.log
 rm $loop/tpgt_1/lun/lun_0/camera
 rmdir $loop/tpgt_1/lun/lun_0
 rmdir $core
