@@ -117,6 +117,8 @@ public:
 private:
     CommandResult perform(std::uint8_t opcode, std::uint8_t* data, std::uint32_t length);
     CommandResult requestSense(std::uint8_t* data, std::uint32_t length);
+    CommandResult inquiry(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
+                          std::uint32_t length);
     std::vector<std::uint8_t> answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
 
     mutable std::mutex m_lock;

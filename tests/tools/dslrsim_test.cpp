@@ -48,7 +48,9 @@ TEST(Dslrsim, CommandLineErrorsAreNamedAndExitWithTwo)
         const char* message;
     };
     const Case cases[] = {
-        {{}, "--listen ADDRESS is required"},
+        {{}, "one of --listen ADDRESS and --tcmu NAME is required"},
+        {{"--listen", "unix:/tmp/x", "--tcmu", "cam"}, "one of --listen ADDRESS and --tcmu NAME"},
+        {{"--tcmu", "user_1/cam"}, "bad backstore name"},
         {{"--frobnicate"}, "unknown option '--frobnicate'"},
         {{"--listen"}, "option --listen needs a value"},
         {{"--listen", "udp:1.2.3.4:5"}, "bad address 'udp:1.2.3.4:5'"},
@@ -75,7 +77,7 @@ TEST(Dslrsim, HelpListsEveryOption)
     ChildProcess run({DSLRSIM_PATH, "--help"});
     const std::string output = run.readAll();
     EXPECT_EQ(run.wait(), 0);
-    for (const char* option : {"--listen", "--model", "--block-size", "--owner", "--clock-offset",
+    for (const char* option : {"--listen", "--tcmu", "--model", "--block-size", "--owner", "--clock-offset",
                                "--help", "unix:", "tcp:"})
         EXPECT_NE(output.find(option), std::string::npos) << option;
 }
