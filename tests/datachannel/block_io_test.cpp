@@ -28,7 +28,6 @@ protected:
         m_object->ScanMngrClosePort();
         FreshObject::TearDown();
     }
-    static DWORD length10(const IssuedCommand& c) { return (c.cdb[7] << 8) | c.cdb[8]; }
 
     // The scripted driver answers in place of the camera; the port path
     // only has to open and fit the object's 32-byte copy of it.
@@ -128,7 +127,7 @@ TEST_F(BlockIo, StatusesOfEmptyCompletions)
         const IssuedCommand& last = device.commands().back();
         if (test.count == 0x1000 && test.script[0].count == 0x800) {
             EXPECT_EQ(last.buffer, data.data() + 0x800);
-            EXPECT_EQ(length10(last), 0x800u);
+            EXPECT_EQ(last.length10(), 0x800u);
             EXPECT_EQ(last.cdb[4], 0);  // the same address bytes
         }
     }

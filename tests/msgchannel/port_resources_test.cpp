@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #ifndef _WIN32
 #include <signal.h>
@@ -83,24 +84,24 @@ TEST(Port, OpensAreCountedAndTheLastCloseClosesEverything)
 {
     FakeDevice device(uniqueName("cam"));
     Manager manager = newManager();
+    const auto handles = [&] {
+        return std::vector<HANDLE>{manager->m_hDevice, manager->m_hAccessMutex,
+                                   manager->m_hOverlappedEvent, manager->m_hMapFile};
+    };
     ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
-    HANDLE handles[] = {manager->m_hDevice, manager->m_hAccessMutex, manager->m_hOverlappedEvent,
-                        manager->m_hMapFile};
-    for (HANDLE h : handles) EXPECT_NE(h, INVALID_HANDLE_VALUE);
+    const std::vector<HANDLE> opened = handles();
+    for (HANDLE h : opened) EXPECT_NE(h, INVALID_HANDLE_VALUE);
     EXPECT_EQ(manager->ReadMapFile(), 1u);
 
     ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
     EXPECT_EQ(manager->m_portOpenCount, 2u);
     EXPECT_EQ(manager->ClosePort(), vkRN_OK);
     EXPECT_EQ(manager->m_portOpenCount, 1u);
-    EXPECT_EQ(manager->m_hDevice, handles[0]);
+    EXPECT_EQ(handles(), opened);
 
     EXPECT_EQ(manager->ClosePort(), vkRN_OK);
     EXPECT_EQ(manager->m_portOpenCount, 0u);
-    for (HANDLE h : {manager->m_hDevice, manager->m_hAccessMutex, manager->m_hOverlappedEvent,
-                     manager->m_hMapFile}) {
-        EXPECT_EQ(h, INVALID_HANDLE_VALUE);
-    }
+    EXPECT_EQ(handles(), std::vector<HANDLE>(4, INVALID_HANDLE_VALUE));
     EXPECT_EQ(manager->ClosePort(), vkRNERROR_PORT_NOT_OPEN);
 }
 
@@ -261,7 +262,7 @@ TEST_F(PortFaults, EachFailingCallOfOpenPortGivesItsResult)
             LogCapture log(0x1);
             FaultPlan plan;
             plan.fail(c.op, 1, c.error);
-            ScsiScanManager* manager = new ScsiScanManager;
+            Manager manager = newManager();
             EXPECT_EQ(manager->OpenPort(m_device.path()), c.result);
             if (c.text != nullptr) {
                 EXPECT_TRUE(log.contains(c.text));
@@ -270,7 +271,7 @@ TEST_F(PortFaults, EachFailingCallOfOpenPortGivesItsResult)
             } else {
                 EXPECT_EQ(manager->ClosePort(), vkRN_OK);
             }
-            delete manager;
+            manager.reset();
             EXPECT_EQ(plan.outstandingAllocations(), 0u);
         }
         EXPECT_EQ(openHandleCount(), handles);
@@ -279,7 +280,7 @@ TEST_F(PortFaults, EachFailingCallOfOpenPortGivesItsResult)
 
 TEST_F(PortFaults, ClosePortKeepsEverythingWhenTheMutexCannotBeHad)
 {
-    ScsiScanManager* manager = new ScsiScanManager;
+    Manager manager = newManager();
     ASSERT_EQ(manager->OpenPort(m_device.path()), vkRN_OK);
     {
         LogCapture log(0x1 | 0x4);
@@ -299,12 +300,11 @@ TEST_F(PortFaults, ClosePortKeepsEverythingWhenTheMutexCannotBeHad)
         EXPECT_EQ(manager->ClosePort(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
         EXPECT_EQ(manager->m_portOpenCount, 0u);
     }
-    delete manager;
 }
 
 TEST_F(PortFaults, AbandonedAndFailedWaits)
 {
-    ScsiScanManager* manager = new ScsiScanManager;
+    Manager manager = newManager();
     ASSERT_EQ(manager->OpenPort(m_device.path()), vkRN_OK);
     struct Case {
         DWORD wait;
@@ -331,7 +331,6 @@ TEST_F(PortFaults, AbandonedAndFailedWaits)
         os::ReleaseMutex(manager->m_hAccessMutex);
     }
     EXPECT_EQ(manager->ClosePort(), vkRN_OK);
-    delete manager;
 }
 
 }  // namespace
