@@ -26,17 +26,7 @@
 
 namespace {
 
-// A message channel opened on a plain file standing in for the device,
-// which the scripted driver plays.
-class FakePort : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_EQ(m_manager->OpenPort(m_device.path()), vkRN_OK); }
-    void TearDown() override { m_manager->ClosePort(); }
-
-    FakeDevice m_device{uniqueName("cam")};
-    std::unique_ptr<ScsiScanManager> m_manager = std::make_unique<ScsiScanManager>();
-};
-
+// The scripted driver plays the device that the fake port stands for.
 using ScsiSequence = FakePort;
 
 TEST_F(ScsiSequence, CommandBlocksCarryTheDocumentedBytes)
@@ -183,18 +173,17 @@ ScriptedCompletion reply(DWORD type, std::initializer_list<DWORD> words)
 
 const ScriptedCompletion kSent{};  // a write that goes out whole
 
-class Handshake : public FakePort {
-protected:
-    // The camera's side of a handshake; `connectCode` answers connect.
-    static std::vector<ScriptedCompletion> camera(DWORD connectCode, DWORD deviceID, DWORD idBlock,
-                                                  DWORD negotiatedBlock, DWORD negotiationError = 0)
-    {
-        return {kSent, reply(0x20000001, {0, connectCode}),
-                kSent, reply(0x20000003, {0, deviceID, 0x80000402, idBlock}),
-                kSent, reply(0x20000004, {negotiationError, negotiatedBlock}),
-                kSent, reply(0x20000005, {0, negotiatedBlock})};
-    }
-};
+// The camera's side of a handshake; `connectCode` answers connect.
+std::vector<ScriptedCompletion> camera(DWORD connectCode, DWORD deviceID, DWORD idBlock,
+                                       DWORD negotiatedBlock, DWORD negotiationError = 0)
+{
+    return {kSent, reply(0x20000001, {0, connectCode}),
+            kSent, reply(0x20000003, {0, deviceID, 0x80000402, idBlock}),
+            kSent, reply(0x20000004, {negotiationError, negotiatedBlock}),
+            kSent, reply(0x20000005, {0, negotiatedBlock})};
+}
+
+using Handshake = FakePort;
 
 TEST_F(Handshake, ConnectsLearnsTheCameraAndAgreesOnTheBlockSize)
 {
