@@ -2,6 +2,7 @@
 // the commands they send, how partial and failed completions continue or
 // end, and what the caller is told.
 
+#include "support/bytes.h"
 #include "support/fake_device.h"
 #include "support/fault_plan.h"
 #include "support/fresh_object.h"
@@ -13,8 +14,6 @@
 #include <vector>
 
 namespace {
-
-using Bytes = std::vector<BYTE>;
 
 class BlockIo : public FreshObject {
 protected:
