@@ -135,9 +135,11 @@ TEST_F(ScsiSequence, StatusesThatEndATransfer)
 
 TEST_F(ScsiSequence, TimeBudgetsRunOutWithoutWaitingRealSeconds)
 {
-    FastClock clock(1000);
     {
         // A device that stays busy is asked again until the budget is spent.
+        // The clock runs only 100 times fast here: the 10 s budget must leave
+        // a loaded machine real time for more than one command.
+        FastClock clock(100);
         LogCapture log(0x1);
         std::vector<ScriptedCompletion> busy(100000, {0, SRB_STATUS_BUSY});
         ScriptedDevice device(busy);
@@ -146,7 +148,9 @@ TEST_F(ScsiSequence, TimeBudgetsRunOutWithoutWaitingRealSeconds)
                   vkRNERROR_TRANSFER_FAILED);
         EXPECT_TRUE(log.contains("ScsiScanSequence: TimeOut Error."));
         EXPECT_GT(device.commands().size(), 1u);
+        EXPECT_LT(device.commands().size(), 100000u) << "the time-out ended it, not the script";
     }
+    FastClock clock(1000);
     for (auto [timeout, steps] :
          {std::pair<DWORD, unsigned>{30000, 10}, {180000, 180}, {5000, 10}}) {
         // A command that never completes: one-second steps up to the limit,
