@@ -242,8 +242,7 @@ TEST_F(ConnectionCycle, ConfusedCameraRepliesAndTheLastExchange)
     } cases[] = {
         // clang-format off
         {"camera error", {0x00A50123, {}, {}}, 0x02000123, {kReply, 0x00A50123, 0}},
-        {"camera error wins over a wrong constant", {0x00A50123, {}, 7}, 0x02000123,
-         {kReply, 0x00A50123, 0}},
+        {"camera error wins over a wrong constant", {0x00A50123, {}, 7}, 0x02000123, {kReply, 0x00A50123, 0}},
         {"wrong reply code", {{}, 0x22100001, {}}, vkRNERROR_INVALID_PARAMETER, {0x22100001, 0, 0}},
         {"wrong reference constant", {{}, {}, 7}, vkRNERROR_INVALID_PARAMETER, {kReply, 0, 0}},
         // clang-format on
@@ -281,6 +280,7 @@ TEST_F(ConnectionCycle, EveryAllocationFailureOfAnExchange)
         std::function<DWORD()> run;
         unsigned degradesAt;  // the allocation whose failure is survived, or 0
     } cases[] = {
+        // clang-format off
         {"exchange", [&] { return call(0x121000FE, {}, 0); }, 0},
         // Without room for the converted path the path goes as given.
         {"benchmark",
@@ -290,9 +290,9 @@ TEST_F(ConnectionCycle, EveryAllocationFailureOfAnExchange)
              return m_slots->dsl1394TestFunction(14, path, 0, &size, 0);
          },
          1},
-        {"firmware test", [&] { return m_slots->dsl1394TestFunction(15, nullptr, 0, nullptr, 0); },
-         0},
+        {"firmware test", [&] { return m_slots->dsl1394TestFunction(15, nullptr, 0, nullptr, 0); }, 0},
     };
+    // clang-format on
     for (const Case& test : cases) {
         sweepAllocations(test.name, test.run, [&](const FailedAllocation& failed) {
             const bool survived = failed.op == Op::Malloc && failed.nth == test.degradesAt;

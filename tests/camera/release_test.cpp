@@ -151,18 +151,15 @@ TEST_F(Release, EdgeCases)
         const char* text;
         bool sent;
     } cases[] = {
+        // clang-format off
         {"get params, 44", k402, call(10, {}, 44), kBad,
          "dwSizeOfRetParams(0x2c) dsREMOTE_RELEASE_PARAMS(0x30)", false},
-        {"ext size, 8", k402, call(16, {}, 8), kBad, "dwSizeOfRetParams(0x8) is not DWORD size",
-         false},
-        {"a block with code 13", k402, call(13, {1, 0, 0, 0}, 4), kBad,
-         "dwSizeOfParam(0x4) is not zero", false},
+        {"ext size, 8", k402, call(16, {}, 8), kBad, "dwSizeOfRetParams(0x8) is not DWORD size", false},
+        {"a block with code 13", k402, call(13, {1, 0, 0, 0}, 4), kBad, "dwSizeOfParam(0x4) is not zero", false},
         {"code 5", k402, call(5, {}, 0), kBad, "dwSize(0x0) vParamPtr(0x0)", false},
         {"code 31", k402, call(31, {}, 0), kBad, "This Driver Unknown ControlCode(0x1f)", false},
-        {"mode 0", k402, call(9, {0, 0, 1, 0}, 0), kBad,
-         "SetMode is Zero in Utl_ReleaseParamByteSwap()", false},
-        {"release params, 47", k402, call(7, Bytes(47), 0), kBad, "dsREMOTE_RELEASE_PARAMS(0x30)",
-         false},
+        {"mode 0", k402, call(9, {0, 0, 1, 0}, 0), kBad, "SetMode is Zero in Utl_ReleaseParamByteSwap()", false},
+        {"release params, 47", k402, call(7, Bytes(47), 0), kBad, "dsREMOTE_RELEASE_PARAMS(0x30)", false},
         {"null block", k402, [&] { return o->baseReleaseControlEx(7, 48, nullptr, 0, nullptr); },
          vkRNERROR_TRANSFER_FAILED, "byParamPtr is NULL(but dwSize > 0)", false},
         {"ext 60 of an older model", k529, call(18, {60, 0, 0, 0}, 60), kBad,
@@ -195,9 +192,9 @@ TEST_F(Release, EdgeCases)
          0, "RemoteAPI ErrorCode(0x2000303)", true},
         {"reset type 2", k402, [&] { return o->baseDslrResetTransfer(2); }, kBad,
          "baseDslrResetTransfer: Invalid type(2)", false},
-        {"reset type 1", k402, [&] { return o->baseDslrResetTransfer(1); }, vkRN_OK,
-         "baseDslrResetTransfer()", true},
+        {"reset type 1", k402, [&] { return o->baseDslrResetTransfer(1); }, vkRN_OK, "baseDslrResetTransfer()", true},
     };
+    // clang-format on
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         m_object->m_dwModelID = test.model;
@@ -328,9 +325,9 @@ TEST_F(Release, EveryAllocationFailure)
         std::function<DWORD(void*)> run;
         bool needsImage = false;
     } cases[] = {
+        // clang-format off
         {"get params", [&](void* r) { return o->baseReleaseControlEx(10, 0, nullptr, 48, r); }},
-        {"set params",
-         [&](void*) { return o->baseReleaseControlEx(7, 48, params.data(), 0, nullptr); }},
+        {"set params", [&](void*) { return o->baseReleaseControlEx(7, 48, params.data(), 0, nullptr); }},
         {"release", [&](void*) { return o->baseReleaseControlEx(4, 0, nullptr, 0, nullptr); }},
         {"released data",
          [&](void* r) {
@@ -340,14 +337,12 @@ TEST_F(Release, EveryAllocationFailure)
          true},
         {"reset", [&](void*) { return o->baseDslrResetTransfer(1); }},
         {"tx rx", [&](void* r) { return o->dsl1394MessageTxRx(request.data(), 16, r, 92); }},
-        {"tx",
-         [&](void* r) {
-             return o->dsl1394MessageTx(request.data(), 16, static_cast<uint32_t*>(r));
-         }},
+        {"tx", [&](void* r) { return o->dsl1394MessageTx(request.data(), 16, static_cast<uint32_t*>(r)); }},
         {"version", [&](void* r) { return o->baseGetRemoteAPIVersion(static_cast<uint32_t*>(r)); }},
         {"lock", [&](void*) { return o->baseSetUILock(1); }},
         {"unlock", [&](void*) { return o->baseResetUILock(1); }},
     };
+    // clang-format on
     for (const Case& test : cases) {
         sweepRecord(test.name, Bytes(100, 0xA5), test.run, nullptr, [&] {
             if (test.needsImage) {

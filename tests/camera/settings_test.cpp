@@ -118,16 +118,14 @@ TEST_F(Settings, WritesReadBackAndRefusalsChangeNothing)
         bool sent;
         std::function<void(const sim::SettingsState&)> check;
     } cases[] = {
-        {"owner", OWNER_NAME, "Ann Example", false, 0, true,
-         [](auto& s) { EXPECT_EQ(s.owner, "Ann Example"); }},
+        // clang-format off
+        {"owner", OWNER_NAME, "Ann Example", false, 0, true, [](auto& s) { EXPECT_EQ(s.owner, "Ann Example"); }},
         {"owner of 31 characters", OWNER_NAME, longName.c_str() + 1, false, 0, true,
          [&](auto& s) { EXPECT_EQ(s.owner, longName.substr(1)); }},
         {"owner too long for the camera", OWNER_NAME, longName.c_str(), false, kRefused, true,
          [&](auto& s) { EXPECT_EQ(s.owner, longName.substr(1)); }},
-        {"suffix", DIRECTORY_SUFFIX, "ABCDE", false, 0, true,
-         [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
-        {"suffix of 4", DIRECTORY_SUFFIX, "WXYZ", false, kBad, false,
-         [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
+        {"suffix", DIRECTORY_SUFFIX, "ABCDE", false, 0, true, [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
+        {"suffix of 4", DIRECTORY_SUFFIX, "WXYZ", false, kBad, false, [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
         {"suffix of 6", DIRECTORY_SUFFIX, "UVWXYZ", false, kBad, false, nullptr},
         {"suffix of 6, bit 23: the camera refuses", DIRECTORY_SUFFIX, "UVWXYZ", true, kRefused,
          true, [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
@@ -149,9 +147,9 @@ TEST_F(Settings, WritesReadBackAndRefusalsChangeNothing)
         {"suffix null", DIRECTORY_SUFFIX, nullptr, false, kBad, false, nullptr},
         {"read-only tag", READ_BODY_ID, "x", false, vkRNERROR_NOT_SUPPORTED, false, nullptr},
         {"unknown tag", 4, "x", false, vkRNERROR_NOT_SUPPORTED, false, nullptr},
-        {"current directory", CURRENT_DIRECTORY, "x", false, vkRNERROR_NOT_SUPPORTED, false,
-         nullptr},
+        {"current directory", CURRENT_DIRECTORY, "x", false, vkRNERROR_NOT_SUPPORTED, false, nullptr},
     };
+    // clang-format on
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         const std::size_t before = sent();
@@ -401,6 +399,7 @@ TEST_F(Settings, EveryAllocationFailure)
     };
     const dsFILE_NAME_PREFIX prefix = {"ABCD", "EFGH", "IJKL"};
     const Case cases[] = {
+        // clang-format off
         {"_rapiGetOwnerName", read(OWNER_NAME)},
         {"_rapiGetCameraTime", read(CAMERA_TIME), false, true},
         {"_rapiGetCameraProperty:", read(READ_FIRM_VERSION)},
@@ -413,23 +412,19 @@ TEST_F(Settings, EveryAllocationFailure)
         {"_rapiGetLogicalDriveStrings",
          [self](void* r) { return self->_rapiGetLogicalDriveStrings(static_cast<char*>(r)); },
          true},
-        {"_rapiGetDriveFreeSpace",
-         [self](void* r) { return self->_rapiGetDriveFreeSpace("ATA01", r); }},
+        {"_rapiGetDriveFreeSpace", [self](void* r) { return self->_rapiGetDriveFreeSpace("ATA01", r); }},
         {"_rapiSetOwnerName", [o](void*) { return o->baseWriteSetting(OWNER_NAME, "Ann"); }},
         {"_rapiSetCameraTime",
          [o](void*) {
              DWORD clock = 1700000000;
              return o->baseWriteSetting(CAMERA_TIME, &clock);
          }},
-        {"_rapiSetDirectoryNameSuffix",
-         [o](void*) { return o->baseWriteSetting(DIRECTORY_SUFFIX, "ABCDE"); }},
-        {"_rapiSetFileNamePrefix",
-         [o, &prefix](void*) { return o->baseWriteSetting(NAME_PREFIX_EX, &prefix); }},
-        {"_rapiResetFileNamePrefix",
-         [o](void*) { return o->baseWriteSetting(RESET_NAME_PREFIX, nullptr); }},
-        {"_rapiResetDirectoryNameSuffix",
-         [o](void*) { return o->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr); }},
+        {"_rapiSetDirectoryNameSuffix", [o](void*) { return o->baseWriteSetting(DIRECTORY_SUFFIX, "ABCDE"); }},
+        {"_rapiSetFileNamePrefix", [o, &prefix](void*) { return o->baseWriteSetting(NAME_PREFIX_EX, &prefix); }},
+        {"_rapiResetFileNamePrefix", [o](void*) { return o->baseWriteSetting(RESET_NAME_PREFIX, nullptr); }},
+        {"_rapiResetDirectoryNameSuffix", [o](void*) { return o->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr); }},
     };
+    // clang-format on
     const Record untouched(1100, 0xA5);
     for (const Case& test : cases) {
         sweepRecord(test.name, untouched, test.run,

@@ -139,6 +139,7 @@ TEST_F(Storage, DeleteAttributesAndTimesShowInTheNextListing)
         DWORD result;
         std::function<void(const std::vector<Listed>&)> check;
     } cases[] = {
+        // clang-format off
         {"times of two files", [&] { return o->baseSetFileTimes(list12.data(), when); }, vkRN_OK,
          [&](auto& l) {
              EXPECT_EQ(l[0].time, cameraWhen);
@@ -162,11 +163,10 @@ TEST_F(Storage, DeleteAttributesAndTimesShowInTheNextListing)
          cameraError(sim::kRapiNoSuchPath), [](auto& l) { EXPECT_EQ(l.size(), 2u); }},
         {"no volume", [&] { return o->baseDeleteFiles(pathList({"DCIM\\100"}).data()); },
          vkRNERROR_OUT_OF_MEMORY, nullptr},
-        {"empty list", [&] { return o->baseSetFileTimes("\0", when); }, vkRNERROR_INVALID_PARAMETER,
-         nullptr},
-        {"null list", [&] { return o->baseSetFileAttribs(nullptr, 0); },
-         vkRNERROR_INVALID_PARAMETER, nullptr},
+        {"empty list", [&] { return o->baseSetFileTimes("\0", when); }, vkRNERROR_INVALID_PARAMETER, nullptr},
+        {"null list", [&] { return o->baseSetFileAttribs(nullptr, 0); }, vkRNERROR_INVALID_PARAMETER, nullptr},
     };
+    // clang-format on
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         EXPECT_EQ(test.run(), test.result);
@@ -260,6 +260,7 @@ TEST_F(Storage, PathsEachCameraGenerationReceives)
         std::size_t skip;  // bytes before the path
         std::string thisCamera, earlierCamera;
     } cases[] = {
+        // clang-format off
         {"file", [&](DslrObject* o) { return o->baseGetFile(file.c_str(), &n); }, 4,
          "ATA01:\\DCIM\\100VELOR\\IMG_0003.JPG", "/ATA01\\DCIM\\100VELOR\\IMG_0003.JPG"},
         {"size", [&](DslrObject* o) { return o->baseGetFileSize(file.c_str(), &n); }, 0,
@@ -269,13 +270,12 @@ TEST_F(Storage, PathsEachCameraGenerationReceives)
         {"attributes",
          [&](DslrObject* o) { return o->baseSetFileAttribs(pathList({file}).data(), 0x20); }, 4,
          "ATA01:/DCIM/100VELOR/IMG_0003.JPG", "ATA01:/DCIM/100VELOR/IMG_0003.JPG"},
-        {"directory", [](DslrObject* o) { return o->basecreateDir("ATA02:\\New"); }, 0,
-         "ATA02:/New", "ATA02:/New"},
+        {"directory", [](DslrObject* o) { return o->basecreateDir("ATA02:\\New"); }, 0, "ATA02:/New", "ATA02:/New"},
         {"write", [](DslrObject* o) { return o->basePutFile("ATA02:\\New\\a.txt", 1, 0, "x"); }, 12,
          "ATA02:/New/a.txt", "ATA02:/New/a.txt"},
-        {"format", [](DslrObject* o) { return o->baseFormatVol("ata02", 0); }, 168, "ATA02",
-         "ATA02"},
+        {"format", [](DslrObject* o) { return o->baseFormatVol("ata02", 0); }, 168, "ATA02", "ATA02"},
     };
+    // clang-format on
     for (std::uint32_t model : {0x80000402u, 0x80000301u}) {
         reconnectAs(model);
         m_camera->setStorage(sim::defaultStorage(0));
@@ -307,6 +307,7 @@ TEST_F(Storage, CameraRefusalsChangeNothing)
         std::function<DWORD()> run;
         DWORD result;
     } cases[] = {
+        // clang-format off
         {"card full",
          [&] {
              o->basePutFile("ATA02:\\A.BIN", 0xFF00, 1, block.data());
@@ -320,16 +321,14 @@ TEST_F(Storage, CameraRefusalsChangeNothing)
         {"a name longer than 8.3",
          [&] { return o->basePutFile("ATA02:\\LONGNAME1.JPG", 1, 0, "x"); },
          cameraError(sim::kRapiValueRefused)},
-        {"out of the card", [&] { return o->basecreateDir("ATA02:\\..\\X"); },
-         cameraError(sim::kRapiValueRefused)},
-        {"no such volume", [&] { return o->basecreateDir("ATA09:\\X"); },
-         cameraError(sim::kRapiNoSuchVolume)},
-        {"no parent", [&] { return o->basecreateDir("ATA02:\\X\\Y"); },
-         cameraError(sim::kRapiNoSuchPath)},
+        {"out of the card", [&] { return o->basecreateDir("ATA02:\\..\\X"); }, cameraError(sim::kRapiValueRefused)},
+        {"no such volume", [&] { return o->basecreateDir("ATA09:\\X"); }, cameraError(sim::kRapiNoSuchVolume)},
+        {"no parent", [&] { return o->basecreateDir("ATA02:\\X\\Y"); }, cameraError(sim::kRapiNoSuchPath)},
         {"a directory that holds files",
          [&] { return o->baseDeleteFiles(pathList({"ATA01:\\DCIM"}).data()); },
          cameraError(sim::kRapiNotEmpty)},
     };
+    // clang-format on
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         EXPECT_EQ(test.run(), test.result);
@@ -391,8 +390,8 @@ TEST_F(Storage, EveryAllocationFailure)
         std::function<DWORD(void*)> run;
         const char* alsoName = nullptr;  // a second text the operation uses
     } cases[] = {
-        {"baseGetFile",
-         [&](void* r) { return o->baseGetFile(jpg.c_str(), static_cast<uint32_t*>(r)); }},
+        // clang-format off
+        {"baseGetFile", [&](void* r) { return o->baseGetFile(jpg.c_str(), static_cast<uint32_t*>(r)); }},
         {"baseGetParsingHeader",
          [&](void* r) { return o->baseGetParsingHeader(jpg.c_str(), static_cast<uint32_t*>(r)); }},
         {"baseGetFile", [&](void* r) { return o->baseGetFileSize(jpg.c_str(), r); }},
@@ -401,10 +400,8 @@ TEST_F(Storage, EveryAllocationFailure)
              Bytes copy = dirs;
              return o->baseGetDirs(copy.data(), static_cast<uint32_t*>(r));
          }},
-        {"baseCreateDCFDir",
-         [&](void* r) { return o->baseCreateDCFDir("ABCDE", static_cast<char*>(r)); }},
-        {"basecreateDir", [&](void*) { return o->basecreateDir("ATA02:\\SWEEP"); },
-         "baseGetFile: dslrSend"},
+        {"baseCreateDCFDir", [&](void* r) { return o->baseCreateDCFDir("ABCDE", static_cast<char*>(r)); }},
+        {"basecreateDir", [&](void*) { return o->basecreateDir("ATA02:\\SWEEP"); }, "baseGetFile: dslrSend"},
         {"in base", [&](void*) { return o->basePutFile("ATA02:\\A.TXT", 3, 0, "abc"); }},
         {"baseFormatVol", [&](void*) { return o->baseFormatVol("ATA02", 0); }},
         {"baseDeleteFiles", [&](void*) { return o->baseDeleteFiles(pathList({jpg}).data()); }},
@@ -417,6 +414,7 @@ TEST_F(Storage, EveryAllocationFailure)
              return o->baseGetVols(r, &count);
          }},
     };
+    // clang-format on
     const Bytes untouched(300, 0xA5);
     for (const Case& test : cases) {
         sweepRecord(
