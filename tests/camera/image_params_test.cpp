@@ -9,6 +9,7 @@
 #include "sim/image_params.h"
 #include "sim/settings.h"
 #include "support/allocation_sweep.h"
+#include "support/bytes.h"
 #include "support/sim_object.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +20,6 @@
 
 namespace {
 
-using Bytes = std::vector<BYTE>;
 using SetSlot = uint32_t (DSLR_METHOD DslrObject::*)(uint32_t, const void*);
 using GetSlot = uint32_t (DSLR_METHOD DslrObject::*)(uint32_t, void*);
 constexpr DWORD kOtherModel = 0x80000300;
@@ -315,21 +315,20 @@ TEST_F(ImageParams, CannedAnswersAfterTheChecks)
     EXPECT_EQ(sent(), before);
 }
 
+// Every allocation of every operation fails once in turn, with the common
+// judgement of tests/support/allocation_sweep.h; a get keeps the selector
+// its record holds.
 TEST_F(ImageParams, EveryAllocationFailure)
 {
-    struct Case {
-        const char* name;  // in the operation's error lines
-        std::function<DWORD(void*)> run;
-        Bytes record;  // the caller's record for a get
-    };
-    std::vector<Case> cases;
+    std::vector<SweptOperation> operations;
     DslrObject* o = m_slots;
     for (const Pair& pair : kPairs) {
         const uint32_t size = static_cast<uint32_t>(pair.sizes[1]);
         const Bytes record = validRecord(pair.getCommand, size);
-        cases.push_back(
-            {pair.name, [=](void*) { return (o->*pair.set)(size, record.data()); }, {}});
-        cases.push_back({pair.name, [=](void* r) { return (o->*pair.get)(size, r); }, record});
+        operations.push_back(
+            {pair.name, [=](void*) { return (o->*pair.set)(size, record.data()); }});
+        operations.push_back(
+            {pair.name, [=](void* r) { return (o->*pair.get)(size, r); }, 0, nullptr, record});
     }
     dsPERSONAL_FUNCTION pfn = {};
     ASSERT_EQ(m_slots->baseGetPersonalFunctionSetting(sizeof(pfn), &pfn), vkRN_OK);
@@ -338,27 +337,20 @@ TEST_F(ImageParams, EveryAllocationFailure)
     const dsCUSTOM_FUNCTION cfn = {1, 10, {}};
     const auto word = [](void* r) { return static_cast<uint32_t*>(r); };
     // clang-format off
-    const Case others[] = {
-        {"DirectWhiteBalance", [&](void*) { return o->baseSetDirectWhiteBalanceSetting(3000); }, {}},
-        {"DirectWhiteBalance", [&](void* r) { return o->baseGetDirectWhiteBalanceSetting(word(r)); }, Bytes(4, 1)},
-        {"CustomFunction", [&](void*) { return o->baseSetCustomFunctionSetting(68, &cfn); }, {}},
-        {"CustomFunction", [&](void* r) { return o->baseGetCustomFunctionSetting(68, r); }, words({1}, 68)},
-        {"PersonalFunctionSetting", [&](void*) { return o->baseSetPersonalFunctionSetting(114, &pfn); }, {}},
-        {"PersonalFunctionSetting", [&](void* r) { return o->baseGetPersonalFunctionSetting(114, r); }, Bytes(114, 1)},
-        {"PersonalFunctionExSize", [&](void* r) { return o->baseGetPersonalFunctionExSize(word(r)); }, Bytes(4, 1)},
-        {"PersonalFunctionEx", [&](void* r) { return o->baseGetPersonalFunctionEx(n, r); }, Bytes(n, 1)},
-        {"PersonalFunctionEx", [&](void*) { return o->baseSetPersonalFunctionEx(n, chain.data()); }, {}},
+    const SweptOperation others[] = {
+        {"DirectWhiteBalance", [&](void*) { return o->baseSetDirectWhiteBalanceSetting(3000); }},
+        {"DirectWhiteBalance", [&](void* r) { return o->baseGetDirectWhiteBalanceSetting(word(r)); }},
+        {"CustomFunction", [&](void*) { return o->baseSetCustomFunctionSetting(68, &cfn); }},
+        {"CustomFunction", [&](void* r) { return o->baseGetCustomFunctionSetting(68, r); }, 0, nullptr, words({1}, 68)},
+        {"PersonalFunctionSetting", [&](void*) { return o->baseSetPersonalFunctionSetting(114, &pfn); }},
+        {"PersonalFunctionSetting", [&](void* r) { return o->baseGetPersonalFunctionSetting(114, r); }},
+        {"PersonalFunctionExSize", [&](void* r) { return o->baseGetPersonalFunctionExSize(word(r)); }},
+        {"PersonalFunctionEx", [&](void* r) { return o->baseGetPersonalFunctionEx(n, r); }},
+        {"PersonalFunctionEx", [&](void*) { return o->baseSetPersonalFunctionEx(n, chain.data()); }},
     };
     // clang-format on
-    cases.insert(cases.end(), std::begin(others), std::end(others));
-    for (const auto& test : cases) {
-        sweepRecord(test.name, test.record, test.run,
-                    [&](const FailedAllocation& failed, Bytes& r) {
-                        EXPECT_EQ(failed.result, vkRNERROR_OUT_OF_MEMORY);
-                        EXPECT_EQ(r, test.record) << "the caller's record is untouched";
-                        EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
-                    });
-    }
+    operations.insert(operations.end(), std::begin(others), std::end(others));
+    for (const SweptOperation& operation : operations) sweepOperation(operation);
 }
 
 }  // namespace

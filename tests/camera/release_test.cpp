@@ -310,8 +310,8 @@ TEST_F(Release, PassThroughAndServiceCommands)
     EXPECT_TRUE(log.contains("dslrSendRemoteAPICommand has Error(0x2000002) in baseSetUILock()."));
 }
 
-// Every allocation of every operation fails once in turn: 0x02000003, no
-// block left, the caller's out value untouched.
+// Every allocation of every operation fails once in turn, with the common
+// judgement of tests/support/allocation_sweep.h.
 TEST_F(Release, EveryAllocationFailure)
 {
     DslrObject* o = m_slots;
@@ -320,36 +320,30 @@ TEST_F(Release, EveryAllocationFailure)
     const Bytes request = {2, 0, 0, 0, 1, 0, 0x10, 0x12, 16, 0, 0, 0, 1, 0, 0, 0};
     Bytes params(48);
     ASSERT_EQ(control(o, DS_RELEASE_CONTROL_GET_RELEASE_PARAMS, none, params), vkRN_OK);
-    struct Case {
-        const char* name;
-        std::function<DWORD(void*)> run;
-        bool needsImage = false;
-    } cases[] = {
+    const auto word = [](void* r) { return static_cast<uint32_t*>(r); };
+    const SweptOperation operations[] = {
         // clang-format off
-        {"get params", [&](void* r) { return o->baseReleaseControlEx(10, 0, nullptr, 48, r); }},
-        {"set params", [&](void*) { return o->baseReleaseControlEx(7, 48, params.data(), 0, nullptr); }},
-        {"release", [&](void*) { return o->baseReleaseControlEx(4, 0, nullptr, 0, nullptr); }},
-        {"released data",
-         [&](void* r) {
-             return o->baseReleaseControlGetReleasedData(1, m_camera->release().held.sequenceId,
-                                                         static_cast<uint32_t*>(r));
-         },
-         true},
-        {"reset", [&](void*) { return o->baseDslrResetTransfer(1); }},
-        {"tx rx", [&](void* r) { return o->dsl1394MessageTxRx(request.data(), 16, r, 92); }},
-        {"tx", [&](void* r) { return o->dsl1394MessageTx(request.data(), 16, static_cast<uint32_t*>(r)); }},
-        {"version", [&](void* r) { return o->baseGetRemoteAPIVersion(static_cast<uint32_t*>(r)); }},
-        {"lock", [&](void*) { return o->baseSetUILock(1); }},
-        {"unlock", [&](void*) { return o->baseResetUILock(1); }},
+        {"baseReleaseControlEx", [&](void* r) { return o->baseReleaseControlEx(10, 0, nullptr, 48, r); }},
+        {"baseReleaseControlEx", [&](void*) { return o->baseReleaseControlEx(7, 48, params.data(), 0, nullptr); }},
+        {"baseReleaseControlEx", [&](void*) { return o->baseReleaseControlEx(4, 0, nullptr, 0, nullptr); }},
+        {"baseDslrResetTransfer", [&](void*) { return o->baseDslrResetTransfer(1); }},
+        {"dsl1394MessageTxRx", [&](void* r) { return o->dsl1394MessageTxRx(request.data(), 16, r, 92); }},
+        {"dsl1394MessageTx", [&](void* r) { return o->dsl1394MessageTx(request.data(), 16, word(r)); }, 0,
+         "in qvtUSBMessageTx()"},
+        {"_rapiGetCameraProperty", [&](void* r) { return o->baseGetRemoteAPIVersion(word(r)); }},
+        {"baseSetUILock", [&](void*) { return o->baseSetUILock(1); }},
+        // The unlock reports a failed send in the lock's words.
+        {"baseResetUILock", [&](void*) { return o->baseResetUILock(1); }, 0, "in baseSetUILock()"},
     };
     // clang-format on
-    for (const Case& test : cases) {
-        sweepRecord(test.name, Bytes(100, 0xA5), test.run, nullptr, [&] {
-            if (test.needsImage) {
-                ASSERT_EQ(control(o, DS_RELEASE_CONTROL_RELEASE, none, none), vkRN_OK);
-            }
-        });
-    }
+    for (const SweptOperation& operation : operations) sweepOperation(operation);
+    // The released data needs an image held before every run.
+    const auto releasedData = [&](void* r) {
+        return o->baseReleaseControlGetReleasedData(1, m_camera->release().held.sequenceId,
+                                                    word(r));
+    };
+    sweepOperation({"baseReleaseControlGetReleasedData", releasedData},
+                   [&] { ASSERT_EQ(control(o, DS_RELEASE_CONTROL_RELEASE, none, none), vkRN_OK); });
 }
 
 }  // namespace

@@ -374,44 +374,33 @@ TEST(CannedCamera, UserColorMatrixStoreAndVolumes)
     EXPECT_STREQ(reinterpret_cast<const char*>(volumes + 16), "A:");
 }
 
-}  // namespace
-
-namespace {
-
-// Every allocation of every operation fails once in turn: the operation
-// returns 0x02000003, says so in its own words, leaves no block behind and
-// leaves the caller's record as it was, but for the first word where the
-// operation always writes one (the clock and the battery state read 0, the
-// model description holds the model ID). A failure inside the drive strings'
-// data read is a failed read (0x02000002).
+// Every allocation of every operation fails once in turn (the common
+// judgement of tests/support/allocation_sweep.h), but for the first word
+// where the operation always writes one (the clock and the battery state
+// read 0, the model description holds the model ID). A failure inside the
+// drive strings' data read is a failed read.
 TEST_F(Settings, EveryAllocationFailure)
 {
-    struct Case {
-        const char* name;  // appears in an error line of the operation
-        std::function<DWORD(void*)> run;
-        bool dataPhase = false;
-        bool firstWordWritten = false;
-    };
     DslrObject* o = m_slots;
     Dslr1394Object* self = m_object;
     auto read = [o](uint32_t tag) {
         return [o, tag](void* r) { return o->baseReadSetting(tag, r); };
     };
     const dsFILE_NAME_PREFIX prefix = {"ABCD", "EFGH", "IJKL"};
-    const Case cases[] = {
+    const SweptOperation operations[] = {
         // clang-format off
         {"_rapiGetOwnerName", read(OWNER_NAME)},
-        {"_rapiGetCameraTime", read(CAMERA_TIME), false, true},
+        {"_rapiGetCameraTime", read(CAMERA_TIME), kWritesFirstWord},
         {"_rapiGetCameraProperty:", read(READ_FIRM_VERSION)},
-        {"_rapiGetCurrentBatt", read(READ_BATT_STATUS), false, true},
+        {"_rapiGetCurrentBatt", read(READ_BATT_STATUS), kWritesFirstWord},
         {"_rapiGetCameraBodyID", read(READ_BODY_ID)},
         {"_rapiGetCameraFunctionInfo", read(READ_CAMERA_FUNCTION_INFO)},
         {"_rapiGetDirNameSuffix", read(DIRECTORY_SUFFIX)},
         {"_rapiGetFileNamePrefix", read(NAME_PREFIX_EX)},
-        {"_rapiGetCameraProperty", [o](void* r) { return o->baseGetModelDescrip(r); }, false, true},
+        {"_rapiGetCameraProperty", [o](void* r) { return o->baseGetModelDescrip(r); }, kWritesFirstWord},
         {"_rapiGetLogicalDriveStrings",
          [self](void* r) { return self->_rapiGetLogicalDriveStrings(static_cast<char*>(r)); },
-         true},
+         kReadMayFail},
         {"_rapiGetDriveFreeSpace", [self](void* r) { return self->_rapiGetDriveFreeSpace("ATA01", r); }},
         {"_rapiSetOwnerName", [o](void*) { return o->baseWriteSetting(OWNER_NAME, "Ann"); }},
         {"_rapiSetCameraTime",
@@ -425,20 +414,7 @@ TEST_F(Settings, EveryAllocationFailure)
         {"_rapiResetDirectoryNameSuffix", [o](void*) { return o->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr); }},
     };
     // clang-format on
-    const Record untouched(1100, 0xA5);
-    for (const Case& test : cases) {
-        sweepRecord(test.name, untouched, test.run,
-                    [&](const FailedAllocation& failed, Record& record) {
-                        const bool readFailed =
-                            test.dataPhase && failed.result == vkRNERROR_TRANSFER_FAILED &&
-                            failed.log.contains("base1394ReadData has error(0x2000002)");
-                        EXPECT_TRUE(failed.result == vkRNERROR_OUT_OF_MEMORY || readFailed)
-                            << failed.result;
-                        if (test.firstWordWritten) std::memcpy(record.data(), untouched.data(), 4);
-                        EXPECT_EQ(record, untouched);
-                        EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
-                    });
-    }
+    for (const SweptOperation& operation : operations) sweepOperation(operation);
 }
 
 }  // namespace

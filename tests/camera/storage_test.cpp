@@ -376,20 +376,17 @@ TEST_F(Storage, SendFailures)
     EXPECT_EQ(length, 1234u);
 }
 
-// Every allocation of every operation fails once in turn: 0x02000003 in the
-// operation's own words, no block left, the caller's out value untouched
-// (but for a listing whose request could not be sent: its length is 0).
+// Every allocation of every operation fails once in turn (the common
+// judgement of tests/support/allocation_sweep.h): the caller's out value
+// untouched but for a listing whose request could not be sent (its length
+// is 0); only a volume's free space may fail without failing the list.
 TEST_F(Storage, EveryAllocationFailure)
 {
     DslrObject* o = m_slots;
     const std::string jpg = "ATA01:\\DCIM\\100VELOR\\IMG_0001.JPG";
     const std::string list2 = pathList({"ATA01:\\DCIM\\100VELOR", "IMG_0001.JPG", "IMG_0002.JPG"});
     const Bytes dirs = subtreeRequest(1, "ATA01:\\DCIM\\");
-    struct Case {
-        const char* name;  // in an error line of the operation
-        std::function<DWORD(void*)> run;
-        const char* alsoName = nullptr;  // a second text the operation uses
-    } cases[] = {
+    const SweptOperation operations[] = {
         // clang-format off
         {"baseGetFile", [&](void* r) { return o->baseGetFile(jpg.c_str(), static_cast<uint32_t*>(r)); }},
         {"baseGetParsingHeader",
@@ -399,44 +396,26 @@ TEST_F(Storage, EveryAllocationFailure)
          [&](void* r) {
              Bytes copy = dirs;
              return o->baseGetDirs(copy.data(), static_cast<uint32_t*>(r));
-         }},
+         },
+         kZeroesLengthUnsent},
         {"baseCreateDCFDir", [&](void* r) { return o->baseCreateDCFDir("ABCDE", static_cast<char*>(r)); }},
-        {"basecreateDir", [&](void*) { return o->basecreateDir("ATA02:\\SWEEP"); }, "baseGetFile: dslrSend"},
+        {"basecreateDir", [&](void*) { return o->basecreateDir("ATA02:\\SWEEP"); }, 0, "baseGetFile: dslrSend"},
         {"in base", [&](void*) { return o->basePutFile("ATA02:\\A.TXT", 3, 0, "abc"); }},
         {"baseFormatVol", [&](void*) { return o->baseFormatVol("ATA02", 0); }},
         {"baseDeleteFiles", [&](void*) { return o->baseDeleteFiles(pathList({jpg}).data()); }},
-        {"baseSetFileAttribs", [&](void*) { return o->baseSetFileAttribs(list2.data(), 0x20); },
+        {"baseSetFileAttribs", [&](void*) { return o->baseSetFileAttribs(list2.data(), 0x20); }, 0,
          "dslrSendRemoteAPICommand has error(0x2000003) in baseDeleteFiles()"},
         {"baseSetFileTimes", [&](void*) { return o->baseSetFileTimes(list2.data(), 1); }},
         {"_rapiGet",
          [&](void* r) {
              uint16_t count = 2;
              return o->baseGetVols(r, &count);
-         }},
+         },
+         kReadMayFail | kMaySurvive, "_rapiGetDriveFreeSpace"},
     };
     // clang-format on
-    const Bytes untouched(300, 0xA5);
-    for (const Case& test : cases) {
-        sweepRecord(
-            test.name, untouched, test.run,
-            [&](const FailedAllocation& failed, Bytes& record) {
-                if (failed.result == vkRN_OK) {
-                    // Only a volume's free space may fail without failing the list.
-                    EXPECT_TRUE(failed.log.contains("_rapiGetDriveFreeSpace"));
-                    return;
-                }
-                const bool readFailed =
-                    failed.result == vkRNERROR_TRANSFER_FAILED &&
-                    failed.log.contains("base1394ReadData has error(0x2000002)");
-                EXPECT_TRUE(failed.result == vkRNERROR_OUT_OF_MEMORY || readFailed);
-                // A listing whose request could not be sent has length 0.
-                if (failed.log.contains("baseGetDirs: dslrSendRemoteAPICommand returned error"))
-                    std::memset(record.data(), 0xA5, 4);
-                EXPECT_EQ(record, untouched);
-                EXPECT_TRUE(errorRecordNames(failed.log, {test.name, test.alsoName}));
-            },
-            [&] { m_camera->setStorage(sim::defaultStorage(0)); });
-    }
+    for (const SweptOperation& operation : operations)
+        sweepOperation(operation, [&] { m_camera->setStorage(sim::defaultStorage(0)); });
 }
 
 }  // namespace
