@@ -298,13 +298,22 @@ TEST_F(ImageParams, CannedAnswersAfterTheChecks)
         EXPECT_EQ(quality.nLargeJpegQuality, 0) << "untouched";
         Bytes shift(8, 1);
         EXPECT_EQ(m_slots->baseSetWhiteBalanceShift(8, shift.data()), vkRN_OK);
+        // The canned camera keeps the matrices of modes 6 and 7 and refuses
+        // other modes and values out of its ranges.
         const dsUSER_COLOR_MATRIX matrix = {6, 2, -2, 1};
         EXPECT_EQ(m_slots->baseSetUserColorMatrix(16, &matrix), vkRN_OK);
+        const dsUSER_COLOR_MATRIX refused[] = {
+            {5, 1, 0, 0}, {7, 3, 0, 0}, {7, 1, -3, 0}, {7, 1, 0, 3}};
+        for (const dsUSER_COLOR_MATRIX& bad : refused)
+            EXPECT_EQ(m_slots->baseSetUserColorMatrix(16, &bad), kBad) << bad.dwIndex;
         dsUSER_COLOR_MATRIX read = {6, 0, 0, 0};
         EXPECT_EQ(m_slots->baseGetUserColorMatrix(16, &read), vkRN_OK);
         EXPECT_EQ(std::memcmp(&read, &matrix, sizeof(read)), 0);
-        read.dwIndex = 5;
-        EXPECT_EQ(m_slots->baseSetUserColorMatrix(16, &read), kBad) << "the canned camera's rule";
+        read = {7, 9, 9, 9};
+        EXPECT_EQ(m_slots->baseGetUserColorMatrix(16, &read), vkRN_OK);
+        EXPECT_EQ(+read.dwValue1, 0u) << "mode 7 was never set";
+        read.dwIndex = 8;
+        EXPECT_EQ(m_slots->baseGetUserColorMatrix(16, &read), kBad);
     }
     {
         LogCapture log(DBGFLAG_CANNED_ANSWERS | DBGFLAG_RECORD_RANGE_CHECKS | 0x1);

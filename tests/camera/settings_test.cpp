@@ -313,6 +313,15 @@ TEST_F(Settings, CannedAnswersSendNoCommand)
     EXPECT_EQ(+info.wFixedValue, 11);
     EXPECT_EQ(+info.dwSetting[5], 0x8000000Fu);
     EXPECT_EQ(+info.dwFunction[0], 0u);
+    BYTE volumes[32] = {};
+    WORD count = 0;
+    EXPECT_EQ(m_slots->baseGetVols(volumes, &count), vkRN_OK);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(volumes[0], 1);
+    dsVOLUME_INFO_ENTRY entry;
+    std::memcpy(&entry, volumes + 4, sizeof(entry));
+    EXPECT_EQ(+entry.dwFreeSpace1, 0x40000000u);
+    EXPECT_STREQ(reinterpret_cast<const char*>(volumes + 16), "A:");
     // An empty prefix is answered before the length checks; a short suffix after them.
     const dsFILE_NAME_PREFIX prefix = {"", "", ""};
     DWORD clock = 1000;
@@ -342,36 +351,6 @@ TEST_F(Settings, CannedFunctionInfoReplacesTheCamerasRecord)
     EXPECT_EQ(sent(), requests + 1) << "the camera was asked";
     EXPECT_EQ(+info.dwModelID, 0x80000529u);
     EXPECT_TRUE(log.contains("529 FunctionInfo Set"));
-}
-
-TEST(CannedCamera, UserColorMatrixStoreAndVolumes)
-{
-    DbgCamera camera;
-    dsUSER_COLOR_MATRIX matrix = {6, 2, -2, 1};
-    EXPECT_EQ(camera.Dbg_setUserColorMatrix(&matrix), vkRN_OK);
-    const dsUSER_COLOR_MATRIX refused[] = {{5, 1, 0, 0}, {7, 3, 0, 0}, {7, 1, -3, 0}, {7, 1, 0, 3}};
-    for (const dsUSER_COLOR_MATRIX& bad : refused)
-        EXPECT_EQ(camera.Dbg_setUserColorMatrix(&bad), kBad);
-    dsUSER_COLOR_MATRIX read = {6, 0, 0, 0};
-    EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), vkRN_OK);
-    EXPECT_EQ(+read.dwValue1, 2u);
-    EXPECT_EQ(+read.lValue2, -2);
-    EXPECT_EQ(+read.lValue3, 1);
-    read = {7, 9, 9, 9};
-    EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), vkRN_OK);
-    EXPECT_EQ(+read.dwValue1, 0u) << "mode 7 was never set";
-    read.dwIndex = 8;
-    EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), kBad);
-
-    BYTE volumes[32] = {};
-    WORD count = 0;
-    EXPECT_EQ(camera.Dbg_getVols(volumes, &count), vkRN_OK);
-    EXPECT_EQ(count, 1);
-    dsVOLUME_INFO_ENTRY entry;
-    std::memcpy(&entry, volumes + 4, sizeof(entry));
-    EXPECT_EQ(volumes[0], 1);
-    EXPECT_EQ(+entry.dwFreeSpace1, 0x40000000u);
-    EXPECT_STREQ(reinterpret_cast<const char*>(volumes + 16), "A:");
 }
 
 // Every allocation of every operation fails once in turn (the common
