@@ -78,19 +78,13 @@ const Pair kPairs[] = {
 };
 // clang-format on
 
-class ImageParams : public SimObject {
-protected:
-    void useModel(DWORD model)
-    {
-        configureModel(model);
-        m_object->m_dwModelID = model;
-    }
-};
+using ImageParams = SimObject;
 
 TEST_F(ImageParams, EveryPairRoundTripsInTheModelsGenerationsAndRefusesTheOthers)
 {
     for (DWORD model : {DWORD{0x80000402}, DWORD{0x80000611}, kOtherModel}) {
-        useModel(model);
+        configureModel(model);
+        m_object->m_dwModelID = model;
         for (const Pair& pair : kPairs) {
             for (std::size_t size : pair.sizes) {
                 SCOPED_TRACE(testing::Message() << std::hex << model << " " << pair.getCommand

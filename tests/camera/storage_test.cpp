@@ -43,13 +43,6 @@ protected:
         return bytes;
     }
 
-    void reconnectAs(std::uint32_t model)
-    {
-        configureModel(model);
-        ASSERT_EQ(m_slots->baseCloseCameraComm(), vkRN_OK);
-        ASSERT_EQ(m_slots->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
-    }
-
     std::string lastParams()
     {
         const Bytes params = lastRequest().params;
@@ -277,7 +270,9 @@ TEST_F(Storage, PathsEachCameraGenerationReceives)
     };
     // clang-format on
     for (std::uint32_t model : {0x80000402u, 0x80000301u}) {
-        reconnectAs(model);
+        configureModel(model);
+        ASSERT_EQ(m_slots->baseCloseCameraComm(), vkRN_OK);
+        ASSERT_EQ(m_slots->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
         m_camera->setStorage(sim::defaultStorage(0));
         for (const Case& test : cases) {
             SCOPED_TRACE(std::string(test.name) +
