@@ -7,7 +7,6 @@
 #include "VKRNQ402.h"
 #include "camera/camera_clock.h"
 #include "log/dbg_log.h"
-#include "platform/scsiscan.h"
 #include "sim/memory_card.h"
 #include "sim/storage.h"
 #include "support/allocation_sweep.h"
@@ -357,24 +356,11 @@ TEST_F(Storage, VolumeRenamingAndTimingTraces)
     EXPECT_EQ(m_slots->baseGetFile(longPath.c_str(), &length), vkRNERROR_INVALID_PARAMETER);
 }
 
-// A failed send: the listing length becomes 0, a file length stays.
-TEST_F(Storage, SendFailures)
-{
-    Bytes request = subtreeRequest(1, "ATA01:\\");
-    uint32_t length = 1234;
-    m_camera->injectFault({SCSIOP_WRITE10, SRB_STATUS_REQUEST_FLUSHED, 0});
-    EXPECT_NE(m_slots->baseGetDirs(request.data(), &length), vkRN_OK);
-    EXPECT_EQ(length, 0u);
-    length = 1234;
-    m_camera->injectFault({SCSIOP_WRITE10, SRB_STATUS_REQUEST_FLUSHED, 0});
-    EXPECT_NE(m_slots->baseGetFile("ATA01:\\DCIM\\100VELOR\\IMG_0001.JPG", &length), vkRN_OK);
-    EXPECT_EQ(length, 1234u);
-}
-
 // Every allocation of every operation fails once in turn (the common
 // judgement of tests/support/allocation_sweep.h): the caller's out value
 // untouched but for a listing whose request could not be sent (its length
-// is 0); only a volume's free space may fail without failing the list.
+// is 0; a file's length stays); only a volume's free space may fail without
+// failing the list.
 TEST_F(Storage, EveryAllocationFailure)
 {
     DslrObject* o = m_slots;
