@@ -208,12 +208,9 @@ TEST_F(ConnectionCycle, BenchmarkAnnouncesItsSizeButLeavesNothingToRead)
 TEST_F(ConnectionCycle, AnnouncedDataIsReadInPartsAndCountedDown)
 {
     m_camera->defineRapiCommand(0x11200001, [](const sim::RapiRequest&) {
-        sim::RapiAnswer answer;
-        answer.record.assign(16, 0);
-        const DWORD length = 1000;
-        std::memcpy(answer.record.data(), &length, 4);
-        answer.data = sim::benchmarkData(length);
-        return answer;
+        // A record whose first word announces 1000 bytes of data.
+        return sim::RapiAnswer{
+            0, {0xE8, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, sim::benchmarkData(1000)};
     });
     ASSERT_EQ(call(0x11200001, {'A', 0}, 16), vkRN_OK);
     EXPECT_EQ(m_object->m_lastRapi.dwRemaining, 1000u);

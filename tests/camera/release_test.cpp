@@ -228,9 +228,7 @@ TEST_F(Release, EdgeCases)
 TEST_F(Release, TimeOuts)
 {
     m_camera->defineRapiCommand(0x12100025, [](const sim::RapiRequest&) {
-        sim::RapiAnswer silence;
-        silence.replies = false;
-        return silence;
+        return sim::RapiAnswer{0, {}, {}, false};  // silence
     });
     for (const auto& [code, block, replySize, budget] :
          {std::make_tuple(7u, Bytes(48), 0u, 20000u), std::make_tuple(10u, Bytes(), 48u, 20000u),

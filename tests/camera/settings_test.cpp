@@ -208,9 +208,7 @@ TEST_F(Settings, ClockRoundTripsAcrossDaylightSavingChangeOvers)
 
     // A camera that says 0 is read as 0, not as a time of some zone.
     m_camera->defineRapiCommand(0x12100003, [](const sim::RapiRequest&) {
-        sim::RapiAnswer answer;
-        answer.record.assign(12, 0);
-        return answer;
+        return sim::RapiAnswer{0, Bytes(12, 0), {}, true};
     });
     DWORD read = 0xFFFFFFFF;
     ASSERT_EQ(m_slots->baseReadSetting(CAMERA_TIME, &read), vkRN_OK);

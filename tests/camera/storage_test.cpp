@@ -191,9 +191,7 @@ TEST_F(Storage, DcfFoldersAreNumberedAsTheCameraNumbersThem)
     EXPECT_EQ(m_slots->basecreateDir("ATA01:\\DCIM\\004VELOR"), cameraError(sim::kRapiPathExists));
     // A number of four digits makes no DCF name.
     m_camera->defineRapiCommand(0x11100008, [](const sim::RapiRequest&) {
-        sim::RapiAnswer answer;
-        answer.record = {0xE8, 0x03, 0, 0};  // 1000
-        return answer;
+        return sim::RapiAnswer{0, {0xE8, 0x03, 0, 0}, {}, true};  // 1000
     });
     EXPECT_EQ(m_slots->baseCreateDCFDir("ABCDE", name), vkRNERROR_TRANSFER_FAILED);
     EXPECT_STREQ(name, "unused");

@@ -170,7 +170,6 @@ TEST_F(RecordChecks, PersonalFunction25ValuesStopAtTheFirstBadWord)
         const char* text;
     } cases[] = {
         {"accepted", 114, -1, 0, 1, 0, nullptr},
-        {"short record", 113, -1, 0, 1, kBad, "different param size(0x71) in Utl_PFnCheck()"},
         {"AE mode masked to 0x80", 114, 0, 0x0081, 1, 0, nullptr},
         {"AE mode masked to 0x84", 114, 0, 0x0085, 1, kBad,
          "PFn_25_Value_AEmode(0x85) OutOfRange in baseSetFunctionSetting()"},
