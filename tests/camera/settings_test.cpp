@@ -143,7 +143,6 @@ TEST_F(Settings, WritesReadBackAndRefusalsChangeNothing)
         {"prefix null", NAME_PREFIX_EX, nullptr, false, kBad, false, nullptr},
         {"prefix reset", RESET_NAME_PREFIX, nullptr, false, 0, true,
          [](auto& s) { EXPECT_EQ(s.prefixes, sim::factoryPrefixes()); }},
-        {"owner null", OWNER_NAME, nullptr, false, kBad, false, nullptr},
         {"suffix null", DIRECTORY_SUFFIX, nullptr, false, kBad, false, nullptr},
         {"read-only tag", READ_BODY_ID, "x", false, vkRNERROR_NOT_SUPPORTED, false, nullptr},
         {"unknown tag", 4, "x", false, vkRNERROR_NOT_SUPPORTED, false, nullptr},

@@ -114,7 +114,6 @@ const Row kRows[] = {
     ROW(34, Reserved, c.o->baseReserved34(0), kUnsupported, kNothing, 0),
     ROW(35, NullLength, c.o->baseReleaseControlGetReleasedData(1, 0, nullptr), kBad, kNothing, 0),
     ROW(35, KindOutOfRange, c.o->baseReleaseControlGetReleasedData(4, 0, reinterpret_cast<uint32_t*>(c.out)), kBad, kNothing, 0),
-    ROW(36, CannedReset, c.o->baseDslrResetTransfer(1), 0, kNothing, kCanned),
     ROW(36, UnknownType, c.o->baseDslrResetTransfer(0), kBad, kNothing, 0),
     ROW(37, NullMessage, c.o->dsl1394MessageTxRx(nullptr, 16, c.out, 16), kBad, kNothing, 0),
     ROW(37, NullAnswer, c.o->dsl1394MessageTxRx(c.in, 16, nullptr, 16), kBad, kNothing, 0),

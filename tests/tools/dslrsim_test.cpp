@@ -20,7 +20,6 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -38,12 +37,6 @@ int connectTo(const std::string& path)
     if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0) return fd;
     ::close(fd);
     return -1;
-}
-
-bool exists(const std::string& path)
-{
-    struct stat info;
-    return ::lstat(path.c_str(), &info) == 0;
 }
 
 // Help names every option; a bad command line names what is wrong and
@@ -100,7 +93,7 @@ TEST(Dslrsim, AddressInUseIsRefusedAndAStaleSocketIsReplaced)
     ASSERT_TRUE(killed.ready());
     killed.signal(SIGKILL);
     killed.wait();
-    ASSERT_TRUE(exists(path));
+    ASSERT_TRUE(fs::exists(path));
     Dslrsim next("unix:" + path);
     EXPECT_TRUE(next.ready());
 }
@@ -115,7 +108,7 @@ TEST(Dslrsim, StopSignalsEndItCleanlyWithConnectionsOpen)
         ASSERT_GE(client, 0);
         server.signal(signal);
         EXPECT_EQ(server.wait(), 0) << signal;
-        EXPECT_FALSE(exists(path)) << "the socket file is removed";
+        EXPECT_FALSE(fs::exists(path)) << "the socket file is removed";
         char byte;
         EXPECT_EQ(::recv(client, &byte, 1, 0), 0) << "the connection was closed";
         ::close(client);
