@@ -207,17 +207,14 @@ TEST_F(Release, EdgeCases)
     EXPECT_EQ(Bytes(out.begin(), out.begin() + 1), Bytes{0xA5}) << "a refused reply is not copied";
     // An empty request is 25 bytes with a zero last byte; an echo of another
     // code is refused and nothing copied.
-    const sim::RapiRequest last = [&] {
-        Bytes reply(4);
-        control(o, 13, {}, reply);
-        return lastRequest();
-    }();
-    EXPECT_EQ(last.size, 25u);
-    EXPECT_EQ(last.params.back(), 0);
+    Bytes reply(4);
+    ASSERT_EQ(control(o, 13, {}, reply), vkRN_OK);
+    EXPECT_EQ(lastRequest().size, 25u);
+    EXPECT_EQ(lastRequest().params.back(), 0);
     m_camera->defineRapiCommand(0x12100025, [](const sim::RapiRequest&) {
         return sim::RapiAnswer{0, {14, 0, 0, 0, 4, 0, 0, 0, 1, 2, 3, 4}, {}, true};
     });
-    Bytes reply(4, 0xA5);
+    reply.assign(4, 0xA5);
     LogCapture log(0x1);
     EXPECT_EQ(control(o, 13, {}, reply), kBad);
     EXPECT_TRUE(log.contains("different EchoBackCode. SendCode(0xd) EchoBack(0xe)"));
