@@ -108,7 +108,6 @@ const Row kRows[] = {
     ROW(31, ZeroSize, c.o->baseGetDevelopParamSetting(0, c.out), kBad, kNothing, 0),
     ROW(31, HugeSize, c.o->baseGetDevelopParamSetting(kHuge, c.out), kBad, kNothing, 0),
     ROW(32, NullVersion, c.o->baseGetRemoteAPIVersion(nullptr), kBad, kNothing, 0),
-    ROW(33, NullParamsWithSize, c.o->baseReleaseControlEx(DS_RELEASE_CONTROL_RELEASE_PARAMS, 48, nullptr, 0, nullptr), vkRNERROR_TRANSFER_FAILED, kNothing, 0),
     ROW(33, NullReplyWithSize, c.o->baseReleaseControlEx(DS_RELEASE_CONTROL_GET_RELEASE_PARAMS, 0, nullptr, 48, nullptr), vkRNERROR_TRANSFER_FAILED, kNothing, 0),
     ROW(33, UnknownCode, c.o->baseReleaseControlEx(30, 0, nullptr, 0, nullptr), kBad, kNothing, 0),
     ROW(34, Reserved, c.o->baseReserved34(0), kUnsupported, kNothing, 0),
