@@ -323,16 +323,7 @@ TEST_F(ImageParams, CannedAnswersAfterTheChecks)
 // its record holds.
 TEST_F(ImageParams, EveryAllocationFailure)
 {
-    std::vector<SweptOperation> operations;
     DslrObject* o = m_slots;
-    for (const Pair& pair : kPairs) {
-        const uint32_t size = static_cast<uint32_t>(pair.sizes[1]);
-        const Bytes record = validRecord(pair.getCommand, size);
-        operations.push_back(
-            {pair.name, [=](void*) { return (o->*pair.set)(size, record.data()); }});
-        operations.push_back(
-            {pair.name, [=](void* r) { return (o->*pair.get)(size, r); }, 0, nullptr, record});
-    }
     dsPERSONAL_FUNCTION pfn = {};
     ASSERT_EQ(m_slots->baseGetPersonalFunctionSetting(sizeof(pfn), &pfn), vkRN_OK);
     const Bytes chain = m_camera->imageParams().personalFunctionsEx;
@@ -340,7 +331,7 @@ TEST_F(ImageParams, EveryAllocationFailure)
     const dsCUSTOM_FUNCTION cfn = {1, 10, {}};
     const auto word = [](void* r) { return static_cast<uint32_t*>(r); };
     // clang-format off
-    const SweptOperation others[] = {
+    std::vector<SweptOperation> operations = {
         {"DirectWhiteBalance", [&](void*) { return o->baseSetDirectWhiteBalanceSetting(3000); }},
         {"DirectWhiteBalance", [&](void* r) { return o->baseGetDirectWhiteBalanceSetting(word(r)); }},
         {"CustomFunction", [&](void*) { return o->baseSetCustomFunctionSetting(68, &cfn); }},
@@ -352,7 +343,14 @@ TEST_F(ImageParams, EveryAllocationFailure)
         {"PersonalFunctionEx", [&](void*) { return o->baseSetPersonalFunctionEx(n, chain.data()); }},
     };
     // clang-format on
-    operations.insert(operations.end(), std::begin(others), std::end(others));
+    for (const Pair& pair : kPairs) {
+        const uint32_t size = static_cast<uint32_t>(pair.sizes[1]);
+        const Bytes record = validRecord(pair.getCommand, size);
+        operations.push_back(
+            {pair.name, [=](void*) { return (o->*pair.set)(size, record.data()); }});
+        operations.push_back(
+            {pair.name, [=](void* r) { return (o->*pair.get)(size, r); }, 0, nullptr, record});
+    }
     for (const SweptOperation& operation : operations) sweepOperation(operation);
 }
 
