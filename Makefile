@@ -22,6 +22,7 @@ test: build
 	ctest --test-dir $(BUILD) --output-on-failure -j$(JOBS)
 	bash scripts/test-abi32.sh
 	bash scripts/test-windows.sh
+	bash scripts/test-vm-sg.sh $(BUILD)
 
 # A tour of dslrctl on the embedded camera; DEMO_PORT=unix:... takes it to a dslrsim.
 demo: build

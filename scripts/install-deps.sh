@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build and the tests need, when missing.
 # Required packages stop the build if they cannot be had; the Windows tools
-# (cross compilers and Wine) are optional and their absence is reported by
-# the Windows test step itself.
+# (cross compilers and Wine) and the virtual machine's (qemu, a static
+# busybox) are optional and their absence is reported by the test step that
+# needs them.
 set -euo pipefail
 
 required=(cmake ninja-build g++ make libgtest-dev libgmock-dev googletest libbenchmark-dev clang-tidy libjpeg-dev libcli11-dev nlohmann-json3-dev)
-optional=(g++-multilib mingw-w64 wine wine64 clang qemu-user tmux)
+optional=(g++-multilib mingw-w64 wine wine64 clang qemu-user tmux qemu-system-x86 busybox-static)
 
 missing() {
   local pkg

@@ -1,6 +1,7 @@
 #include "sim/camera.h"
 
 #include "sim/handshake.h"
+#include "sim/inquiry.h"
 
 #include <algorithm>
 #include <cstring>
@@ -61,6 +62,9 @@ CommandResult Camera::executeLocked(const std::uint8_t* cdb, std::size_t cdbLeng
 
     if (m_offBus) return {kRequestFlushed, 0, Disposition::kDeviceLost};
     if (m_silent) return {0, 0, Disposition::kSilent};
+    // Scripted faults are for the commands of the message channel; INQUIRY
+    // is the device's identity, answered the same whatever is scripted.
+    if (opcode == kInquiry) return inquiry(cdb, cdbLength, data, length);
     std::optional<CommandFault> fault = m_faults.take(opcode);
     if (!fault) return perform(opcode, data, length);
     if (fault->disposition == Disposition::kDeviceLost) {
@@ -96,6 +100,17 @@ CommandResult Camera::perform(std::uint8_t opcode, std::uint8_t* data, std::uint
         default:
             return {kError, 0};
     }
+}
+
+CommandResult Camera::inquiry(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
+                              std::uint32_t length)
+{
+    const std::vector<std::uint8_t> answer = inquiryData(cdb, cdbLength);
+    if (answer.empty()) return {kError, 0};
+    const std::uint32_t count =
+        std::min<std::uint32_t>(length, static_cast<std::uint32_t>(answer.size()));
+    std::memcpy(data, answer.data(), count);
+    return {kSuccess, count};
 }
 
 CommandResult Camera::requestSense(std::uint8_t* data, std::uint32_t length)

@@ -124,6 +124,8 @@ private:
                                 std::uint32_t length);
     CommandResult perform(std::uint8_t opcode, std::uint8_t* data, std::uint32_t length);
     CommandResult requestSense(std::uint8_t* data, std::uint32_t length);
+    CommandResult inquiry(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
+                          std::uint32_t length);
     Reply answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
 
     mutable std::mutex m_lock;

@@ -65,9 +65,12 @@ protected:
     EventInbox m_inbox;
 };
 
-TEST_F(ConnectionCycle, EventReachesTheCallbackWithItsParameters)
+// Notification is counted: an event reaches the callback with its
+// parameters, and only the last user's stop ends the threads.
+TEST_F(ConnectionCycle, EventReachesTheCallbackAndTheLastUserStopsNotification)
 {
     EXPECT_EQ(m_object->m_dwModelID, 0x80000529u) << "learnt at connection";
+    ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
     ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
     EXPECT_TRUE(m_camera->eventReports()) << "the camera was told to notify";
     // An image notification: SequenceID, FormatType, SizeOfData packed in 9 bytes.
@@ -77,15 +80,6 @@ TEST_F(ConnectionCycle, EventReachesTheCallbackWithItsParameters)
     EXPECT_EQ(m_inbox.events[0].id, 8u);
     EXPECT_EQ(m_inbox.events[0].params, image);
     EXPECT_EQ(m_inbox.events[0].context, m_inbox.context());
-    EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
-    EXPECT_EQ(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(m_object->m_dwNotifyStartCounter, 0u);
-}
-
-TEST_F(ConnectionCycle, NotificationIsCountedAndStoppedByTheLastUser)
-{
-    ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
-    ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
     EXPECT_EQ(m_slots->baseNotifyTerminate(), vkRN_OK);
     EXPECT_EQ(m_object->m_dwNotifyStartCounter, 1u);
     EXPECT_NE(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE) << "still running";
@@ -214,12 +208,9 @@ TEST_F(ConnectionCycle, BenchmarkAnnouncesItsSizeButLeavesNothingToRead)
 TEST_F(ConnectionCycle, AnnouncedDataIsReadInPartsAndCountedDown)
 {
     m_camera->defineRapiCommand(0x11200001, [](const sim::RapiRequest&) {
-        sim::RapiAnswer answer;
-        answer.record.assign(16, 0);
-        const DWORD length = 1000;
-        std::memcpy(answer.record.data(), &length, 4);
-        answer.data = sim::bytesSource(sim::benchmarkData(length));
-        return answer;
+        // A record whose first word announces 1000 bytes of data.
+        return sim::RapiAnswer{
+            0, {0xE8, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, sim::bytesSource(sim::benchmarkData(1000))};
     });
     ASSERT_EQ(call(0x11200001, {'A', 0}, 16), vkRN_OK);
     EXPECT_EQ(m_object->m_lastRapi.dwRemaining, 1000u);
@@ -242,8 +233,7 @@ TEST_F(ConnectionCycle, ConfusedCameraRepliesAndTheLastExchange)
     } cases[] = {
         // clang-format off
         {"camera error", {0x00A50123, {}, {}}, 0x02000123, {kReply, 0x00A50123, 0}},
-        {"camera error wins over a wrong constant", {0x00A50123, {}, 7}, 0x02000123,
-         {kReply, 0x00A50123, 0}},
+        {"camera error wins over a wrong constant", {0x00A50123, {}, 7}, 0x02000123, {kReply, 0x00A50123, 0}},
         {"wrong reply code", {{}, 0x22100001, {}}, vkRNERROR_INVALID_PARAMETER, {0x22100001, 0, 0}},
         {"wrong reference constant", {{}, {}, 7}, vkRNERROR_INVALID_PARAMETER, {kReply, 0, 0}},
         // clang-format on
@@ -281,6 +271,7 @@ TEST_F(ConnectionCycle, EveryAllocationFailureOfAnExchange)
         std::function<DWORD()> run;
         unsigned degradesAt;  // the allocation whose failure is survived, or 0
     } cases[] = {
+        // clang-format off
         {"exchange", [&] { return call(0x121000FE, {}, 0); }, 0},
         // Without room for the converted path the path goes as given.
         {"benchmark",
@@ -290,9 +281,9 @@ TEST_F(ConnectionCycle, EveryAllocationFailureOfAnExchange)
              return m_slots->dsl1394TestFunction(14, path, 0, &size, 0);
          },
          1},
-        {"firmware test", [&] { return m_slots->dsl1394TestFunction(15, nullptr, 0, nullptr, 0); },
-         0},
+        {"firmware test", [&] { return m_slots->dsl1394TestFunction(15, nullptr, 0, nullptr, 0); }, 0},
     };
+    // clang-format on
     for (const Case& test : cases) {
         sweepAllocations(test.name, test.run, [&](const FailedAllocation& failed) {
             const bool survived = failed.op == Op::Malloc && failed.nth == test.degradesAt;

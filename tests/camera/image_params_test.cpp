@@ -9,6 +9,7 @@
 #include "sim/image_params.h"
 #include "sim/settings.h"
 #include "support/allocation_sweep.h"
+#include "support/bytes.h"
 #include "support/sim_object.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +20,6 @@
 
 namespace {
 
-using Bytes = std::vector<BYTE>;
 using SetSlot = uint32_t (DSLR_METHOD DslrObject::*)(uint32_t, const void*);
 using GetSlot = uint32_t (DSLR_METHOD DslrObject::*)(uint32_t, void*);
 constexpr DWORD kOtherModel = 0x80000300;
@@ -78,19 +78,13 @@ const Pair kPairs[] = {
 };
 // clang-format on
 
-class ImageParams : public SimObject {
-protected:
-    void useModel(DWORD model)
-    {
-        configureModel(model);
-        m_object->m_dwModelID = model;
-    }
-};
+using ImageParams = SimObject;
 
 TEST_F(ImageParams, EveryPairRoundTripsInTheModelsGenerationsAndRefusesTheOthers)
 {
     for (DWORD model : {DWORD{0x80000402}, DWORD{0x80000611}, kOtherModel}) {
-        useModel(model);
+        configureModel(model);
+        m_object->m_dwModelID = model;
         for (const Pair& pair : kPairs) {
             for (std::size_t size : pair.sizes) {
                 SCOPED_TRACE(testing::Message() << std::hex << model << " " << pair.getCommand
@@ -298,13 +292,22 @@ TEST_F(ImageParams, CannedAnswersAfterTheChecks)
         EXPECT_EQ(quality.nLargeJpegQuality, 0) << "untouched";
         Bytes shift(8, 1);
         EXPECT_EQ(m_slots->baseSetWhiteBalanceShift(8, shift.data()), vkRN_OK);
+        // The canned camera keeps the matrices of modes 6 and 7 and refuses
+        // other modes and values out of its ranges.
         const dsUSER_COLOR_MATRIX matrix = {6, 2, -2, 1};
         EXPECT_EQ(m_slots->baseSetUserColorMatrix(16, &matrix), vkRN_OK);
+        const dsUSER_COLOR_MATRIX refused[] = {
+            {5, 1, 0, 0}, {7, 3, 0, 0}, {7, 1, -3, 0}, {7, 1, 0, 3}};
+        for (const dsUSER_COLOR_MATRIX& bad : refused)
+            EXPECT_EQ(m_slots->baseSetUserColorMatrix(16, &bad), kBad) << bad.dwIndex;
         dsUSER_COLOR_MATRIX read = {6, 0, 0, 0};
         EXPECT_EQ(m_slots->baseGetUserColorMatrix(16, &read), vkRN_OK);
         EXPECT_EQ(std::memcmp(&read, &matrix, sizeof(read)), 0);
-        read.dwIndex = 5;
-        EXPECT_EQ(m_slots->baseSetUserColorMatrix(16, &read), kBad) << "the canned camera's rule";
+        read = {7, 9, 9, 9};
+        EXPECT_EQ(m_slots->baseGetUserColorMatrix(16, &read), vkRN_OK);
+        EXPECT_EQ(+read.dwValue1, 0u) << "mode 7 was never set";
+        read.dwIndex = 8;
+        EXPECT_EQ(m_slots->baseGetUserColorMatrix(16, &read), kBad);
     }
     {
         LogCapture log(DBGFLAG_CANNED_ANSWERS | DBGFLAG_RECORD_RANGE_CHECKS | 0x1);
@@ -315,22 +318,12 @@ TEST_F(ImageParams, CannedAnswersAfterTheChecks)
     EXPECT_EQ(sent(), before);
 }
 
+// Every allocation of every operation fails once in turn, with the common
+// judgement of tests/support/allocation_sweep.h; a get keeps the selector
+// its record holds.
 TEST_F(ImageParams, EveryAllocationFailure)
 {
-    struct Case {
-        const char* name;  // in the operation's error lines
-        std::function<DWORD(void*)> run;
-        Bytes record;  // the caller's record for a get
-    };
-    std::vector<Case> cases;
     DslrObject* o = m_slots;
-    for (const Pair& pair : kPairs) {
-        const uint32_t size = static_cast<uint32_t>(pair.sizes[1]);
-        const Bytes record = validRecord(pair.getCommand, size);
-        cases.push_back(
-            {pair.name, [=](void*) { return (o->*pair.set)(size, record.data()); }, {}});
-        cases.push_back({pair.name, [=](void* r) { return (o->*pair.get)(size, r); }, record});
-    }
     dsPERSONAL_FUNCTION pfn = {};
     ASSERT_EQ(m_slots->baseGetPersonalFunctionSetting(sizeof(pfn), &pfn), vkRN_OK);
     const Bytes chain = m_camera->imageParams().personalFunctionsEx;
@@ -338,27 +331,27 @@ TEST_F(ImageParams, EveryAllocationFailure)
     const dsCUSTOM_FUNCTION cfn = {1, 10, {}};
     const auto word = [](void* r) { return static_cast<uint32_t*>(r); };
     // clang-format off
-    const Case others[] = {
-        {"DirectWhiteBalance", [&](void*) { return o->baseSetDirectWhiteBalanceSetting(3000); }, {}},
-        {"DirectWhiteBalance", [&](void* r) { return o->baseGetDirectWhiteBalanceSetting(word(r)); }, Bytes(4, 1)},
-        {"CustomFunction", [&](void*) { return o->baseSetCustomFunctionSetting(68, &cfn); }, {}},
-        {"CustomFunction", [&](void* r) { return o->baseGetCustomFunctionSetting(68, r); }, words({1}, 68)},
-        {"PersonalFunctionSetting", [&](void*) { return o->baseSetPersonalFunctionSetting(114, &pfn); }, {}},
-        {"PersonalFunctionSetting", [&](void* r) { return o->baseGetPersonalFunctionSetting(114, r); }, Bytes(114, 1)},
-        {"PersonalFunctionExSize", [&](void* r) { return o->baseGetPersonalFunctionExSize(word(r)); }, Bytes(4, 1)},
-        {"PersonalFunctionEx", [&](void* r) { return o->baseGetPersonalFunctionEx(n, r); }, Bytes(n, 1)},
-        {"PersonalFunctionEx", [&](void*) { return o->baseSetPersonalFunctionEx(n, chain.data()); }, {}},
+    std::vector<SweptOperation> operations = {
+        {"DirectWhiteBalance", [&](void*) { return o->baseSetDirectWhiteBalanceSetting(3000); }},
+        {"DirectWhiteBalance", [&](void* r) { return o->baseGetDirectWhiteBalanceSetting(word(r)); }},
+        {"CustomFunction", [&](void*) { return o->baseSetCustomFunctionSetting(68, &cfn); }},
+        {"CustomFunction", [&](void* r) { return o->baseGetCustomFunctionSetting(68, r); }, 0, nullptr, words({1}, 68)},
+        {"PersonalFunctionSetting", [&](void*) { return o->baseSetPersonalFunctionSetting(114, &pfn); }},
+        {"PersonalFunctionSetting", [&](void* r) { return o->baseGetPersonalFunctionSetting(114, r); }},
+        {"PersonalFunctionExSize", [&](void* r) { return o->baseGetPersonalFunctionExSize(word(r)); }},
+        {"PersonalFunctionEx", [&](void* r) { return o->baseGetPersonalFunctionEx(n, r); }},
+        {"PersonalFunctionEx", [&](void*) { return o->baseSetPersonalFunctionEx(n, chain.data()); }},
     };
     // clang-format on
-    cases.insert(cases.end(), std::begin(others), std::end(others));
-    for (const auto& test : cases) {
-        sweepRecord(test.name, test.record, test.run,
-                    [&](const FailedAllocation& failed, Bytes& r) {
-                        EXPECT_EQ(failed.result, vkRNERROR_OUT_OF_MEMORY);
-                        EXPECT_EQ(r, test.record) << "the caller's record is untouched";
-                        EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
-                    });
+    for (const Pair& pair : kPairs) {
+        const uint32_t size = static_cast<uint32_t>(pair.sizes[1]);
+        const Bytes record = validRecord(pair.getCommand, size);
+        operations.push_back(
+            {pair.name, [=](void*) { return (o->*pair.set)(size, record.data()); }});
+        operations.push_back(
+            {pair.name, [=](void* r) { return (o->*pair.get)(size, r); }, 0, nullptr, record});
     }
+    for (const SweptOperation& operation : operations) sweepOperation(operation);
 }
 
 }  // namespace

@@ -151,18 +151,15 @@ TEST_F(Release, EdgeCases)
         const char* text;
         bool sent;
     } cases[] = {
+        // clang-format off
         {"get params, 44", k402, call(10, {}, 44), kBad,
          "dwSizeOfRetParams(0x2c) dsREMOTE_RELEASE_PARAMS(0x30)", false},
-        {"ext size, 8", k402, call(16, {}, 8), kBad, "dwSizeOfRetParams(0x8) is not DWORD size",
-         false},
-        {"a block with code 13", k402, call(13, {1, 0, 0, 0}, 4), kBad,
-         "dwSizeOfParam(0x4) is not zero", false},
+        {"ext size, 8", k402, call(16, {}, 8), kBad, "dwSizeOfRetParams(0x8) is not DWORD size", false},
+        {"a block with code 13", k402, call(13, {1, 0, 0, 0}, 4), kBad, "dwSizeOfParam(0x4) is not zero", false},
         {"code 5", k402, call(5, {}, 0), kBad, "dwSize(0x0) vParamPtr(0x0)", false},
         {"code 31", k402, call(31, {}, 0), kBad, "This Driver Unknown ControlCode(0x1f)", false},
-        {"mode 0", k402, call(9, {0, 0, 1, 0}, 0), kBad,
-         "SetMode is Zero in Utl_ReleaseParamByteSwap()", false},
-        {"release params, 47", k402, call(7, Bytes(47), 0), kBad, "dsREMOTE_RELEASE_PARAMS(0x30)",
-         false},
+        {"mode 0", k402, call(9, {0, 0, 1, 0}, 0), kBad, "SetMode is Zero in Utl_ReleaseParamByteSwap()", false},
+        {"release params, 47", k402, call(7, Bytes(47), 0), kBad, "dsREMOTE_RELEASE_PARAMS(0x30)", false},
         {"null block", k402, [&] { return o->baseReleaseControlEx(7, 48, nullptr, 0, nullptr); },
          vkRNERROR_TRANSFER_FAILED, "byParamPtr is NULL(but dwSize > 0)", false},
         {"ext 60 of an older model", k529, call(18, {60, 0, 0, 0}, 60), kBad,
@@ -195,9 +192,9 @@ TEST_F(Release, EdgeCases)
          0, "RemoteAPI ErrorCode(0x2000303)", true},
         {"reset type 2", k402, [&] { return o->baseDslrResetTransfer(2); }, kBad,
          "baseDslrResetTransfer: Invalid type(2)", false},
-        {"reset type 1", k402, [&] { return o->baseDslrResetTransfer(1); }, vkRN_OK,
-         "baseDslrResetTransfer()", true},
+        {"reset type 1", k402, [&] { return o->baseDslrResetTransfer(1); }, vkRN_OK, "baseDslrResetTransfer()", true},
     };
+    // clang-format on
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         m_object->m_dwModelID = test.model;
@@ -210,17 +207,14 @@ TEST_F(Release, EdgeCases)
     EXPECT_EQ(Bytes(out.begin(), out.begin() + 1), Bytes{0xA5}) << "a refused reply is not copied";
     // An empty request is 25 bytes with a zero last byte; an echo of another
     // code is refused and nothing copied.
-    const sim::RapiRequest last = [&] {
-        Bytes reply(4);
-        control(o, 13, {}, reply);
-        return lastRequest();
-    }();
-    EXPECT_EQ(last.size, 25u);
-    EXPECT_EQ(last.params.back(), 0);
+    Bytes reply(4);
+    ASSERT_EQ(control(o, 13, {}, reply), vkRN_OK);
+    EXPECT_EQ(lastRequest().size, 25u);
+    EXPECT_EQ(lastRequest().params.back(), 0);
     m_camera->defineRapiCommand(0x12100025, [](const sim::RapiRequest&) {
         return sim::RapiAnswer{0, {14, 0, 0, 0, 4, 0, 0, 0, 1, 2, 3, 4}, {}, true};
     });
-    Bytes reply(4, 0xA5);
+    reply.assign(4, 0xA5);
     LogCapture log(0x1);
     EXPECT_EQ(control(o, 13, {}, reply), kBad);
     EXPECT_TRUE(log.contains("different EchoBackCode. SendCode(0xd) EchoBack(0xe)"));
@@ -231,9 +225,7 @@ TEST_F(Release, EdgeCases)
 TEST_F(Release, TimeOuts)
 {
     m_camera->defineRapiCommand(0x12100025, [](const sim::RapiRequest&) {
-        sim::RapiAnswer silence;
-        silence.replies = false;
-        return silence;
+        return sim::RapiAnswer{0, {}, {}, false};  // silence
     });
     for (const auto& [code, block, replySize, budget] :
          {std::make_tuple(7u, Bytes(48), 0u, 20000u), std::make_tuple(10u, Bytes(), 48u, 20000u),
@@ -313,8 +305,8 @@ TEST_F(Release, PassThroughAndServiceCommands)
     EXPECT_TRUE(log.contains("dslrSendRemoteAPICommand has Error(0x2000002) in baseSetUILock()."));
 }
 
-// Every allocation of every operation fails once in turn: 0x02000003, no
-// block left, the caller's out value untouched.
+// Every allocation of every operation fails once in turn, with the common
+// judgement of tests/support/allocation_sweep.h.
 TEST_F(Release, EveryAllocationFailure)
 {
     DslrObject* o = m_slots;
@@ -323,38 +315,30 @@ TEST_F(Release, EveryAllocationFailure)
     const Bytes request = {2, 0, 0, 0, 1, 0, 0x10, 0x12, 16, 0, 0, 0, 1, 0, 0, 0};
     Bytes params(48);
     ASSERT_EQ(control(o, DS_RELEASE_CONTROL_GET_RELEASE_PARAMS, none, params), vkRN_OK);
-    struct Case {
-        const char* name;
-        std::function<DWORD(void*)> run;
-        bool needsImage = false;
-    } cases[] = {
-        {"get params", [&](void* r) { return o->baseReleaseControlEx(10, 0, nullptr, 48, r); }},
-        {"set params",
-         [&](void*) { return o->baseReleaseControlEx(7, 48, params.data(), 0, nullptr); }},
-        {"release", [&](void*) { return o->baseReleaseControlEx(4, 0, nullptr, 0, nullptr); }},
-        {"released data",
-         [&](void* r) {
-             return o->baseReleaseControlGetReleasedData(1, m_camera->release().held.sequenceId,
-                                                         static_cast<uint32_t*>(r));
-         },
-         true},
-        {"reset", [&](void*) { return o->baseDslrResetTransfer(1); }},
-        {"tx rx", [&](void* r) { return o->dsl1394MessageTxRx(request.data(), 16, r, 92); }},
-        {"tx",
-         [&](void* r) {
-             return o->dsl1394MessageTx(request.data(), 16, static_cast<uint32_t*>(r));
-         }},
-        {"version", [&](void* r) { return o->baseGetRemoteAPIVersion(static_cast<uint32_t*>(r)); }},
-        {"lock", [&](void*) { return o->baseSetUILock(1); }},
-        {"unlock", [&](void*) { return o->baseResetUILock(1); }},
+    const auto word = [](void* r) { return static_cast<uint32_t*>(r); };
+    const SweptOperation operations[] = {
+        // clang-format off
+        {"baseReleaseControlEx", [&](void* r) { return o->baseReleaseControlEx(10, 0, nullptr, 48, r); }},
+        {"baseReleaseControlEx", [&](void*) { return o->baseReleaseControlEx(7, 48, params.data(), 0, nullptr); }},
+        {"baseReleaseControlEx", [&](void*) { return o->baseReleaseControlEx(4, 0, nullptr, 0, nullptr); }},
+        {"baseDslrResetTransfer", [&](void*) { return o->baseDslrResetTransfer(1); }},
+        {"dsl1394MessageTxRx", [&](void* r) { return o->dsl1394MessageTxRx(request.data(), 16, r, 92); }},
+        {"dsl1394MessageTx", [&](void* r) { return o->dsl1394MessageTx(request.data(), 16, word(r)); }, 0,
+         "in qvtUSBMessageTx()"},
+        {"_rapiGetCameraProperty", [&](void* r) { return o->baseGetRemoteAPIVersion(word(r)); }},
+        {"baseSetUILock", [&](void*) { return o->baseSetUILock(1); }},
+        // The unlock reports a failed send in the lock's words.
+        {"baseResetUILock", [&](void*) { return o->baseResetUILock(1); }, 0, "in baseSetUILock()"},
     };
-    for (const Case& test : cases) {
-        sweepRecord(test.name, Bytes(100, 0xA5), test.run, nullptr, [&] {
-            if (test.needsImage) {
-                ASSERT_EQ(control(o, DS_RELEASE_CONTROL_RELEASE, none, none), vkRN_OK);
-            }
-        });
-    }
+    // clang-format on
+    for (const SweptOperation& operation : operations) sweepOperation(operation);
+    // The released data needs an image held before every run.
+    const auto releasedData = [&](void* r) {
+        return o->baseReleaseControlGetReleasedData(1, m_camera->release().held.sequenceId,
+                                                    word(r));
+    };
+    sweepOperation({"baseReleaseControlGetReleasedData", releasedData},
+                   [&] { ASSERT_EQ(control(o, DS_RELEASE_CONTROL_RELEASE, none, none), vkRN_OK); });
 }
 
 }  // namespace

@@ -118,16 +118,14 @@ TEST_F(Settings, WritesReadBackAndRefusalsChangeNothing)
         bool sent;
         std::function<void(const sim::SettingsState&)> check;
     } cases[] = {
-        {"owner", OWNER_NAME, "Ann Example", false, 0, true,
-         [](auto& s) { EXPECT_EQ(s.owner, "Ann Example"); }},
+        // clang-format off
+        {"owner", OWNER_NAME, "Ann Example", false, 0, true, [](auto& s) { EXPECT_EQ(s.owner, "Ann Example"); }},
         {"owner of 31 characters", OWNER_NAME, longName.c_str() + 1, false, 0, true,
          [&](auto& s) { EXPECT_EQ(s.owner, longName.substr(1)); }},
         {"owner too long for the camera", OWNER_NAME, longName.c_str(), false, kRefused, true,
          [&](auto& s) { EXPECT_EQ(s.owner, longName.substr(1)); }},
-        {"suffix", DIRECTORY_SUFFIX, "ABCDE", false, 0, true,
-         [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
-        {"suffix of 4", DIRECTORY_SUFFIX, "WXYZ", false, kBad, false,
-         [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
+        {"suffix", DIRECTORY_SUFFIX, "ABCDE", false, 0, true, [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
+        {"suffix of 4", DIRECTORY_SUFFIX, "WXYZ", false, kBad, false, [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
         {"suffix of 6", DIRECTORY_SUFFIX, "UVWXYZ", false, kBad, false, nullptr},
         {"suffix of 6, bit 23: the camera refuses", DIRECTORY_SUFFIX, "UVWXYZ", true, kRefused,
          true, [](auto& s) { EXPECT_EQ(s.suffix, "ABCDE"); }},
@@ -145,13 +143,12 @@ TEST_F(Settings, WritesReadBackAndRefusalsChangeNothing)
         {"prefix null", NAME_PREFIX_EX, nullptr, false, kBad, false, nullptr},
         {"prefix reset", RESET_NAME_PREFIX, nullptr, false, 0, true,
          [](auto& s) { EXPECT_EQ(s.prefixes, sim::factoryPrefixes()); }},
-        {"owner null", OWNER_NAME, nullptr, false, kBad, false, nullptr},
         {"suffix null", DIRECTORY_SUFFIX, nullptr, false, kBad, false, nullptr},
         {"read-only tag", READ_BODY_ID, "x", false, vkRNERROR_NOT_SUPPORTED, false, nullptr},
         {"unknown tag", 4, "x", false, vkRNERROR_NOT_SUPPORTED, false, nullptr},
-        {"current directory", CURRENT_DIRECTORY, "x", false, vkRNERROR_NOT_SUPPORTED, false,
-         nullptr},
+        {"current directory", CURRENT_DIRECTORY, "x", false, vkRNERROR_NOT_SUPPORTED, false, nullptr},
     };
+    // clang-format on
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         const std::size_t before = sent();
@@ -210,9 +207,7 @@ TEST_F(Settings, ClockRoundTripsAcrossDaylightSavingChangeOvers)
 
     // A camera that says 0 is read as 0, not as a time of some zone.
     m_camera->defineRapiCommand(0x12100003, [](const sim::RapiRequest&) {
-        sim::RapiAnswer answer;
-        answer.record.assign(12, 0);
-        return answer;
+        return sim::RapiAnswer{0, Bytes(12, 0), {}, true};
     });
     DWORD read = 0xFFFFFFFF;
     ASSERT_EQ(m_slots->baseReadSetting(CAMERA_TIME, &read), vkRN_OK);
@@ -315,6 +310,15 @@ TEST_F(Settings, CannedAnswersSendNoCommand)
     EXPECT_EQ(+info.wFixedValue, 11);
     EXPECT_EQ(+info.dwSetting[5], 0x8000000Fu);
     EXPECT_EQ(+info.dwFunction[0], 0u);
+    BYTE volumes[32] = {};
+    WORD count = 0;
+    EXPECT_EQ(m_slots->baseGetVols(volumes, &count), vkRN_OK);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(volumes[0], 1);
+    dsVOLUME_INFO_ENTRY entry;
+    std::memcpy(&entry, volumes + 4, sizeof(entry));
+    EXPECT_EQ(+entry.dwFreeSpace1, 0x40000000u);
+    EXPECT_STREQ(reinterpret_cast<const char*>(volumes + 16), "A:");
     // An empty prefix is answered before the length checks; a short suffix after them.
     const dsFILE_NAME_PREFIX prefix = {"", "", ""};
     DWORD clock = 1000;
@@ -346,104 +350,47 @@ TEST_F(Settings, CannedFunctionInfoReplacesTheCamerasRecord)
     EXPECT_TRUE(log.contains("529 FunctionInfo Set"));
 }
 
-TEST(CannedCamera, UserColorMatrixStoreAndVolumes)
-{
-    DbgCamera camera;
-    dsUSER_COLOR_MATRIX matrix = {6, 2, -2, 1};
-    EXPECT_EQ(camera.Dbg_setUserColorMatrix(&matrix), vkRN_OK);
-    const dsUSER_COLOR_MATRIX refused[] = {{5, 1, 0, 0}, {7, 3, 0, 0}, {7, 1, -3, 0}, {7, 1, 0, 3}};
-    for (const dsUSER_COLOR_MATRIX& bad : refused)
-        EXPECT_EQ(camera.Dbg_setUserColorMatrix(&bad), kBad);
-    dsUSER_COLOR_MATRIX read = {6, 0, 0, 0};
-    EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), vkRN_OK);
-    EXPECT_EQ(+read.dwValue1, 2u);
-    EXPECT_EQ(+read.lValue2, -2);
-    EXPECT_EQ(+read.lValue3, 1);
-    read = {7, 9, 9, 9};
-    EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), vkRN_OK);
-    EXPECT_EQ(+read.dwValue1, 0u) << "mode 7 was never set";
-    read.dwIndex = 8;
-    EXPECT_EQ(camera.Dbg_getUserColorMatrix(&read), kBad);
-
-    BYTE volumes[32] = {};
-    WORD count = 0;
-    EXPECT_EQ(camera.Dbg_getVols(volumes, &count), vkRN_OK);
-    EXPECT_EQ(count, 1);
-    dsVOLUME_INFO_ENTRY entry;
-    std::memcpy(&entry, volumes + 4, sizeof(entry));
-    EXPECT_EQ(volumes[0], 1);
-    EXPECT_EQ(+entry.dwFreeSpace1, 0x40000000u);
-    EXPECT_STREQ(reinterpret_cast<const char*>(volumes + 16), "A:");
-}
-
-}  // namespace
-
-namespace {
-
-// Every allocation of every operation fails once in turn: the operation
-// returns 0x02000003, says so in its own words, leaves no block behind and
-// leaves the caller's record as it was, but for the first word where the
-// operation always writes one (the clock and the battery state read 0, the
-// model description holds the model ID). A failure inside the drive strings'
-// data read is a failed read (0x02000002).
+// Every allocation of every operation fails once in turn (the common
+// judgement of tests/support/allocation_sweep.h), but for the first word
+// where the operation always writes one (the clock and the battery state
+// read 0, the model description holds the model ID). A failure inside the
+// drive strings' data read is a failed read.
 TEST_F(Settings, EveryAllocationFailure)
 {
-    struct Case {
-        const char* name;  // appears in an error line of the operation
-        std::function<DWORD(void*)> run;
-        bool dataPhase = false;
-        bool firstWordWritten = false;
-    };
     DslrObject* o = m_slots;
     Dslr1394Object* self = m_object;
     auto read = [o](uint32_t tag) {
         return [o, tag](void* r) { return o->baseReadSetting(tag, r); };
     };
     const dsFILE_NAME_PREFIX prefix = {"ABCD", "EFGH", "IJKL"};
-    const Case cases[] = {
+    const SweptOperation operations[] = {
+        // clang-format off
         {"_rapiGetOwnerName", read(OWNER_NAME)},
-        {"_rapiGetCameraTime", read(CAMERA_TIME), false, true},
+        {"_rapiGetCameraTime", read(CAMERA_TIME), kWritesFirstWord},
         {"_rapiGetCameraProperty:", read(READ_FIRM_VERSION)},
-        {"_rapiGetCurrentBatt", read(READ_BATT_STATUS), false, true},
+        {"_rapiGetCurrentBatt", read(READ_BATT_STATUS), kWritesFirstWord},
         {"_rapiGetCameraBodyID", read(READ_BODY_ID)},
         {"_rapiGetCameraFunctionInfo", read(READ_CAMERA_FUNCTION_INFO)},
         {"_rapiGetDirNameSuffix", read(DIRECTORY_SUFFIX)},
         {"_rapiGetFileNamePrefix", read(NAME_PREFIX_EX)},
-        {"_rapiGetCameraProperty", [o](void* r) { return o->baseGetModelDescrip(r); }, false, true},
+        {"_rapiGetCameraProperty", [o](void* r) { return o->baseGetModelDescrip(r); }, kWritesFirstWord},
         {"_rapiGetLogicalDriveStrings",
          [self](void* r) { return self->_rapiGetLogicalDriveStrings(static_cast<char*>(r)); },
-         true},
-        {"_rapiGetDriveFreeSpace",
-         [self](void* r) { return self->_rapiGetDriveFreeSpace("ATA01", r); }},
+         kReadMayFail},
+        {"_rapiGetDriveFreeSpace", [self](void* r) { return self->_rapiGetDriveFreeSpace("ATA01", r); }},
         {"_rapiSetOwnerName", [o](void*) { return o->baseWriteSetting(OWNER_NAME, "Ann"); }},
         {"_rapiSetCameraTime",
          [o](void*) {
              DWORD clock = 1700000000;
              return o->baseWriteSetting(CAMERA_TIME, &clock);
          }},
-        {"_rapiSetDirectoryNameSuffix",
-         [o](void*) { return o->baseWriteSetting(DIRECTORY_SUFFIX, "ABCDE"); }},
-        {"_rapiSetFileNamePrefix",
-         [o, &prefix](void*) { return o->baseWriteSetting(NAME_PREFIX_EX, &prefix); }},
-        {"_rapiResetFileNamePrefix",
-         [o](void*) { return o->baseWriteSetting(RESET_NAME_PREFIX, nullptr); }},
-        {"_rapiResetDirectoryNameSuffix",
-         [o](void*) { return o->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr); }},
+        {"_rapiSetDirectoryNameSuffix", [o](void*) { return o->baseWriteSetting(DIRECTORY_SUFFIX, "ABCDE"); }},
+        {"_rapiSetFileNamePrefix", [o, &prefix](void*) { return o->baseWriteSetting(NAME_PREFIX_EX, &prefix); }},
+        {"_rapiResetFileNamePrefix", [o](void*) { return o->baseWriteSetting(RESET_NAME_PREFIX, nullptr); }},
+        {"_rapiResetDirectoryNameSuffix", [o](void*) { return o->baseWriteSetting(RESET_DIRECTORY_SUFFIX, nullptr); }},
     };
-    const Record untouched(1100, 0xA5);
-    for (const Case& test : cases) {
-        sweepRecord(test.name, untouched, test.run,
-                    [&](const FailedAllocation& failed, Record& record) {
-                        const bool readFailed =
-                            test.dataPhase && failed.result == vkRNERROR_TRANSFER_FAILED &&
-                            failed.log.contains("base1394ReadData has error(0x2000002)");
-                        EXPECT_TRUE(failed.result == vkRNERROR_OUT_OF_MEMORY || readFailed)
-                            << failed.result;
-                        if (test.firstWordWritten) std::memcpy(record.data(), untouched.data(), 4);
-                        EXPECT_EQ(record, untouched);
-                        EXPECT_TRUE(errorRecordNames(failed.log, {test.name}));
-                    });
-    }
+    // clang-format on
+    for (const SweptOperation& operation : operations) sweepOperation(operation);
 }
 
 }  // namespace

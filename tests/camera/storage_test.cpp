@@ -7,7 +7,6 @@
 #include "VKRNQ402.h"
 #include "camera/camera_clock.h"
 #include "log/dbg_log.h"
-#include "platform/scsiscan.h"
 #include "sim/memory_card.h"
 #include "sim/storage.h"
 #include "support/allocation_sweep.h"
@@ -41,13 +40,6 @@ protected:
         Bytes bytes;
         m_camera->storage().volumes[volume].card->read(path, 0xFFFFFFFF, bytes);
         return bytes;
-    }
-
-    void reconnectAs(std::uint32_t model)
-    {
-        configureModel(model);
-        ASSERT_EQ(m_slots->baseCloseCameraComm(), vkRN_OK);
-        ASSERT_EQ(m_slots->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
     }
 
     std::string lastParams()
@@ -139,6 +131,7 @@ TEST_F(Storage, DeleteAttributesAndTimesShowInTheNextListing)
         DWORD result;
         std::function<void(const std::vector<Listed>&)> check;
     } cases[] = {
+        // clang-format off
         {"times of two files", [&] { return o->baseSetFileTimes(list12.data(), when); }, vkRN_OK,
          [&](auto& l) {
              EXPECT_EQ(l[0].time, cameraWhen);
@@ -162,11 +155,10 @@ TEST_F(Storage, DeleteAttributesAndTimesShowInTheNextListing)
          cameraError(sim::kRapiNoSuchPath), [](auto& l) { EXPECT_EQ(l.size(), 2u); }},
         {"no volume", [&] { return o->baseDeleteFiles(pathList({"DCIM\\100"}).data()); },
          vkRNERROR_OUT_OF_MEMORY, nullptr},
-        {"empty list", [&] { return o->baseSetFileTimes("\0", when); }, vkRNERROR_INVALID_PARAMETER,
-         nullptr},
-        {"null list", [&] { return o->baseSetFileAttribs(nullptr, 0); },
-         vkRNERROR_INVALID_PARAMETER, nullptr},
+        {"empty list", [&] { return o->baseSetFileTimes("\0", when); }, vkRNERROR_INVALID_PARAMETER, nullptr},
+        {"null list", [&] { return o->baseSetFileAttribs(nullptr, 0); }, vkRNERROR_INVALID_PARAMETER, nullptr},
     };
+    // clang-format on
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         EXPECT_EQ(test.run(), test.result);
@@ -199,9 +191,7 @@ TEST_F(Storage, DcfFoldersAreNumberedAsTheCameraNumbersThem)
     EXPECT_EQ(m_slots->basecreateDir("ATA01:\\DCIM\\004VELOR"), cameraError(sim::kRapiPathExists));
     // A number of four digits makes no DCF name.
     m_camera->defineRapiCommand(0x11100008, [](const sim::RapiRequest&) {
-        sim::RapiAnswer answer;
-        answer.record = {0xE8, 0x03, 0, 0};  // 1000
-        return answer;
+        return sim::RapiAnswer{0, {0xE8, 0x03, 0, 0}, {}, true};  // 1000
     });
     EXPECT_EQ(m_slots->baseCreateDCFDir("ABCDE", name), vkRNERROR_TRANSFER_FAILED);
     EXPECT_STREQ(name, "unused");
@@ -260,6 +250,7 @@ TEST_F(Storage, PathsEachCameraGenerationReceives)
         std::size_t skip;  // bytes before the path
         std::string thisCamera, earlierCamera;
     } cases[] = {
+        // clang-format off
         {"file", [&](DslrObject* o) { return o->baseGetFile(file.c_str(), &n); }, 4,
          "ATA01:\\DCIM\\100VELOR\\IMG_0003.JPG", "/ATA01\\DCIM\\100VELOR\\IMG_0003.JPG"},
         {"size", [&](DslrObject* o) { return o->baseGetFileSize(file.c_str(), &n); }, 0,
@@ -269,15 +260,16 @@ TEST_F(Storage, PathsEachCameraGenerationReceives)
         {"attributes",
          [&](DslrObject* o) { return o->baseSetFileAttribs(pathList({file}).data(), 0x20); }, 4,
          "ATA01:/DCIM/100VELOR/IMG_0003.JPG", "ATA01:/DCIM/100VELOR/IMG_0003.JPG"},
-        {"directory", [](DslrObject* o) { return o->basecreateDir("ATA02:\\New"); }, 0,
-         "ATA02:/New", "ATA02:/New"},
+        {"directory", [](DslrObject* o) { return o->basecreateDir("ATA02:\\New"); }, 0, "ATA02:/New", "ATA02:/New"},
         {"write", [](DslrObject* o) { return o->basePutFile("ATA02:\\New\\a.txt", 1, 0, "x"); }, 12,
          "ATA02:/New/a.txt", "ATA02:/New/a.txt"},
-        {"format", [](DslrObject* o) { return o->baseFormatVol("ata02", 0); }, 168, "ATA02",
-         "ATA02"},
+        {"format", [](DslrObject* o) { return o->baseFormatVol("ata02", 0); }, 168, "ATA02", "ATA02"},
     };
+    // clang-format on
     for (std::uint32_t model : {0x80000402u, 0x80000301u}) {
-        reconnectAs(model);
+        configureModel(model);
+        ASSERT_EQ(m_slots->baseCloseCameraComm(), vkRN_OK);
+        ASSERT_EQ(m_slots->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
         m_camera->setStorage(sim::defaultStorage(0));
         for (const Case& test : cases) {
             SCOPED_TRACE(std::string(test.name) +
@@ -307,6 +299,7 @@ TEST_F(Storage, CameraRefusalsChangeNothing)
         std::function<DWORD()> run;
         DWORD result;
     } cases[] = {
+        // clang-format off
         {"card full",
          [&] {
              o->basePutFile("ATA02:\\A.BIN", 0xFF00, 1, block.data());
@@ -320,16 +313,14 @@ TEST_F(Storage, CameraRefusalsChangeNothing)
         {"a name longer than 8.3",
          [&] { return o->basePutFile("ATA02:\\LONGNAME1.JPG", 1, 0, "x"); },
          cameraError(sim::kRapiValueRefused)},
-        {"out of the card", [&] { return o->basecreateDir("ATA02:\\..\\X"); },
-         cameraError(sim::kRapiValueRefused)},
-        {"no such volume", [&] { return o->basecreateDir("ATA09:\\X"); },
-         cameraError(sim::kRapiNoSuchVolume)},
-        {"no parent", [&] { return o->basecreateDir("ATA02:\\X\\Y"); },
-         cameraError(sim::kRapiNoSuchPath)},
+        {"out of the card", [&] { return o->basecreateDir("ATA02:\\..\\X"); }, cameraError(sim::kRapiValueRefused)},
+        {"no such volume", [&] { return o->basecreateDir("ATA09:\\X"); }, cameraError(sim::kRapiNoSuchVolume)},
+        {"no parent", [&] { return o->basecreateDir("ATA02:\\X\\Y"); }, cameraError(sim::kRapiNoSuchPath)},
         {"a directory that holds files",
          [&] { return o->baseDeleteFiles(pathList({"ATA01:\\DCIM"}).data()); },
          cameraError(sim::kRapiNotEmpty)},
     };
+    // clang-format on
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         EXPECT_EQ(test.run(), test.result);
@@ -363,36 +354,20 @@ TEST_F(Storage, VolumeRenamingAndTimingTraces)
     EXPECT_EQ(m_slots->baseGetFile(longPath.c_str(), &length), vkRNERROR_INVALID_PARAMETER);
 }
 
-// A failed send: the listing length becomes 0, a file length stays.
-TEST_F(Storage, SendFailures)
-{
-    Bytes request = subtreeRequest(1, "ATA01:\\");
-    uint32_t length = 1234;
-    m_camera->injectFault({SCSIOP_WRITE10, SRB_STATUS_REQUEST_FLUSHED, 0});
-    EXPECT_NE(m_slots->baseGetDirs(request.data(), &length), vkRN_OK);
-    EXPECT_EQ(length, 0u);
-    length = 1234;
-    m_camera->injectFault({SCSIOP_WRITE10, SRB_STATUS_REQUEST_FLUSHED, 0});
-    EXPECT_NE(m_slots->baseGetFile("ATA01:\\DCIM\\100VELOR\\IMG_0001.JPG", &length), vkRN_OK);
-    EXPECT_EQ(length, 1234u);
-}
-
-// Every allocation of every operation fails once in turn: 0x02000003 in the
-// operation's own words, no block left, the caller's out value untouched
-// (but for a listing whose request could not be sent: its length is 0).
+// Every allocation of every operation fails once in turn (the common
+// judgement of tests/support/allocation_sweep.h): the caller's out value
+// untouched but for a listing whose request could not be sent (its length
+// is 0; a file's length stays); only a volume's free space may fail without
+// failing the list.
 TEST_F(Storage, EveryAllocationFailure)
 {
     DslrObject* o = m_slots;
     const std::string jpg = "ATA01:\\DCIM\\100VELOR\\IMG_0001.JPG";
     const std::string list2 = pathList({"ATA01:\\DCIM\\100VELOR", "IMG_0001.JPG", "IMG_0002.JPG"});
     const Bytes dirs = subtreeRequest(1, "ATA01:\\DCIM\\");
-    struct Case {
-        const char* name;  // in an error line of the operation
-        std::function<DWORD(void*)> run;
-        const char* alsoName = nullptr;  // a second text the operation uses
-    } cases[] = {
-        {"baseGetFile",
-         [&](void* r) { return o->baseGetFile(jpg.c_str(), static_cast<uint32_t*>(r)); }},
+    const SweptOperation operations[] = {
+        // clang-format off
+        {"baseGetFile", [&](void* r) { return o->baseGetFile(jpg.c_str(), static_cast<uint32_t*>(r)); }},
         {"baseGetParsingHeader",
          [&](void* r) { return o->baseGetParsingHeader(jpg.c_str(), static_cast<uint32_t*>(r)); }},
         {"baseGetFile", [&](void* r) { return o->baseGetFileSize(jpg.c_str(), r); }},
@@ -400,45 +375,26 @@ TEST_F(Storage, EveryAllocationFailure)
          [&](void* r) {
              Bytes copy = dirs;
              return o->baseGetDirs(copy.data(), static_cast<uint32_t*>(r));
-         }},
-        {"baseCreateDCFDir",
-         [&](void* r) { return o->baseCreateDCFDir("ABCDE", static_cast<char*>(r)); }},
-        {"basecreateDir", [&](void*) { return o->basecreateDir("ATA02:\\SWEEP"); },
-         "baseGetFile: dslrSend"},
+         },
+         kZeroesLengthUnsent},
+        {"baseCreateDCFDir", [&](void* r) { return o->baseCreateDCFDir("ABCDE", static_cast<char*>(r)); }},
+        {"basecreateDir", [&](void*) { return o->basecreateDir("ATA02:\\SWEEP"); }, 0, "baseGetFile: dslrSend"},
         {"in base", [&](void*) { return o->basePutFile("ATA02:\\A.TXT", 3, 0, "abc"); }},
         {"baseFormatVol", [&](void*) { return o->baseFormatVol("ATA02", 0); }},
         {"baseDeleteFiles", [&](void*) { return o->baseDeleteFiles(pathList({jpg}).data()); }},
-        {"baseSetFileAttribs", [&](void*) { return o->baseSetFileAttribs(list2.data(), 0x20); },
+        {"baseSetFileAttribs", [&](void*) { return o->baseSetFileAttribs(list2.data(), 0x20); }, 0,
          "dslrSendRemoteAPICommand has error(0x2000003) in baseDeleteFiles()"},
         {"baseSetFileTimes", [&](void*) { return o->baseSetFileTimes(list2.data(), 1); }},
         {"_rapiGet",
          [&](void* r) {
              uint16_t count = 2;
              return o->baseGetVols(r, &count);
-         }},
+         },
+         kReadMayFail | kMaySurvive, "_rapiGetDriveFreeSpace"},
     };
-    const Bytes untouched(300, 0xA5);
-    for (const Case& test : cases) {
-        sweepRecord(
-            test.name, untouched, test.run,
-            [&](const FailedAllocation& failed, Bytes& record) {
-                if (failed.result == vkRN_OK) {
-                    // Only a volume's free space may fail without failing the list.
-                    EXPECT_TRUE(failed.log.contains("_rapiGetDriveFreeSpace"));
-                    return;
-                }
-                const bool readFailed =
-                    failed.result == vkRNERROR_TRANSFER_FAILED &&
-                    failed.log.contains("base1394ReadData has error(0x2000002)");
-                EXPECT_TRUE(failed.result == vkRNERROR_OUT_OF_MEMORY || readFailed);
-                // A listing whose request could not be sent has length 0.
-                if (failed.log.contains("baseGetDirs: dslrSendRemoteAPICommand returned error"))
-                    std::memset(record.data(), 0xA5, 4);
-                EXPECT_EQ(record, untouched);
-                EXPECT_TRUE(errorRecordNames(failed.log, {test.name, test.alsoName}));
-            },
-            [&] { m_camera->setStorage(sim::defaultStorage(0)); });
-    }
+    // clang-format on
+    for (const SweptOperation& operation : operations)
+        sweepOperation(operation, [&] { m_camera->setStorage(sim::defaultStorage(0)); });
 }
 
 }  // namespace

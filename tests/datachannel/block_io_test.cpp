@@ -2,6 +2,7 @@
 // the commands they send, how partial and failed completions continue or
 // end, and what the caller is told.
 
+#include "support/bytes.h"
 #include "support/fake_device.h"
 #include "support/fault_plan.h"
 #include "support/fresh_object.h"
@@ -13,8 +14,6 @@
 #include <vector>
 
 namespace {
-
-using Bytes = std::vector<BYTE>;
 
 class BlockIo : public FreshObject {
 protected:
@@ -28,7 +27,6 @@ protected:
         m_object->ScanMngrClosePort();
         FreshObject::TearDown();
     }
-    static DWORD length10(const IssuedCommand& c) { return (c.cdb[7] << 8) | c.cdb[8]; }
 
     // The scripted driver answers in place of the camera; the port path
     // only has to open and fit the object's 32-byte copy of it.
@@ -101,18 +99,19 @@ TEST_F(BlockIo, StatusesOfEmptyCompletions)
         DWORD result;
         DWORD count;
         std::size_t commands;
+        DWORD lastAt;  // where the last command started in the data
         const char* text;
     } cases[] = {
         // clang-format off
         {"partial, then the rest at the advanced offset", {{0x800}, {ScriptedCompletion::kAll}},
-         vkRN_OK, 0x1000, 2, "SendMsgTime"},
+         vkRN_OK, 0x1000, 2, 0x800, "SendMsgTime"},
         {"busy, error and bus reset are repeated",
          {{0, SRB_STATUS_BUSY}, {0, SRB_STATUS_ERROR}, {0, SRB_STATUS_BUS_RESET}, {}},
-         vkRN_OK, 0x1000, 4, "ScanMngrScsiWrite: SRB_STATUS_BUS_RESET"},
+         vkRN_OK, 0x1000, 4, 0, "ScanMngrScsiWrite: SRB_STATUS_BUS_RESET"},
         {"request flushed", {{0x400}, {0, SRB_STATUS_REQUEST_FLUSHED}}, vkRNERROR_TRANSFER_FAILED,
-         0x400, 2, "bNoDeviceFlagPtr is NULL in ScanMngrScsiWrite()"},
+         0x400, 2, 0x400, "bNoDeviceFlagPtr is NULL in ScanMngrScsiWrite()"},
         {"no device: stops with what has moved", {{0x400}, {0, SRB_STATUS_NO_DEVICE}}, vkRN_OK,
-         0x400, 2, "Output Length Error in ScanMngrScsiWrite(). dwOutputLength(0xc00)"},
+         0x400, 2, 0x400, "Output Length Error in ScanMngrScsiWrite(). dwOutputLength(0xc00)"},
         // clang-format on
     };
     for (const Case& test : cases) {
@@ -125,12 +124,11 @@ TEST_F(BlockIo, StatusesOfEmptyCompletions)
         EXPECT_EQ(written, test.count);
         ASSERT_EQ(device.commands().size(), test.commands);
         EXPECT_TRUE(log.contains(test.text));
+        // Each command asks for the rest of the data, with the same address bytes.
         const IssuedCommand& last = device.commands().back();
-        if (test.count == 0x1000 && test.script[0].count == 0x800) {
-            EXPECT_EQ(last.buffer, data.data() + 0x800);
-            EXPECT_EQ(length10(last), 0x800u);
-            EXPECT_EQ(last.cdb[4], 0);  // the same address bytes
-        }
+        EXPECT_EQ(last.buffer, data.data() + test.lastAt);
+        EXPECT_EQ(last.length10(), 0x1000 - test.lastAt);
+        EXPECT_EQ(last.cdb[4], 0);
     }
 }
 

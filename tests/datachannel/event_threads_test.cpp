@@ -26,8 +26,7 @@ namespace {
 
 struct Delivered {
     DWORD id;
-    DWORD size;
-    std::vector<BYTE> bytes;
+    std::vector<BYTE> bytes;  // as many as the callback was told
 };
 
 // What the threads did, in order: 'D' a delivery, 'P' the one-second pause
@@ -61,7 +60,7 @@ os::Api g_beforeRecorder;
 
 DWORD WINAPI recordEvent(Dslr1394Object*, BYTE* message, DWORD size)
 {
-    Delivered event{0, size, std::vector<BYTE>(message, message + size)};
+    Delivered event{0, std::vector<BYTE>(message, message + size)};
     if (size >= 8) std::memcpy(&event.id, message + 4, 4);
     std::lock_guard<std::mutex> guard(g_journal->lock);
     g_journal->delivered.push_back(std::move(event));
@@ -139,7 +138,7 @@ TEST_F(EventThreads, BurstIsDrainedAtOnceAndDeliveredInOrderOnePerTurn)
     const DWORD sizes[] = {20, 12, 16};
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(m_journal.delivered[i].id, ids[i]);
-        EXPECT_EQ(m_journal.delivered[i].size, sizes[i]);
+        EXPECT_EQ(m_journal.delivered[i].bytes.size(), sizes[i]);
     }
     EXPECT_EQ(m_journal.delivered[0].bytes[12], 1);
     ASSERT_GE(m_journal.sensesBeforePause.size(), 2u);
@@ -160,7 +159,7 @@ TEST_F(EventThreads, FailedSenseReadDeliversOneEventAndEndsPolling)
     std::lock_guard<std::mutex> guard(m_journal.lock);
     ASSERT_EQ(m_journal.delivered.size(), 1u);
     EXPECT_EQ(m_journal.delivered[0].id, kSenseFailureEvent);
-    EXPECT_EQ(m_journal.delivered[0].size, 16u);
+    EXPECT_EQ(m_journal.delivered[0].bytes.size(), 16u);
     EXPECT_EQ(m_journal.senseReads(), 1u);
 }
 
@@ -174,7 +173,7 @@ TEST_F(EventThreads, OversizedEventIsCutAtTheEventArea)
     ASSERT_EQ(start(), vkRN_OK);
     ASSERT_TRUE(m_journal.waitFor([](Journal& j) { return !j.delivered.empty(); }));
     std::lock_guard<std::mutex> guard(m_journal.lock);
-    EXPECT_EQ(m_journal.delivered[0].size, kEventAreaSize);
+    EXPECT_EQ(m_journal.delivered[0].bytes.size(), kEventAreaSize);
     EXPECT_EQ(m_journal.delivered[0].bytes.back(), 0x77);
 }
 

@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #ifndef _WIN32
 #include <signal.h>
@@ -79,29 +80,28 @@ TEST(Port, BadPortNamesAreRefusedAndLeaveThePortClosed)
     }
 }
 
-TEST(Port, OpensAreCountedAndTheLastCloseClosesEverything)
+using OpenedPort = FakePort;
+
+TEST_F(OpenedPort, OpensAreCountedAndTheLastCloseClosesEverything)
 {
-    FakeDevice device(uniqueName("cam"));
-    Manager manager = newManager();
-    ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
-    HANDLE handles[] = {manager->m_hDevice, manager->m_hAccessMutex, manager->m_hOverlappedEvent,
-                        manager->m_hMapFile};
-    for (HANDLE h : handles) EXPECT_NE(h, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(manager->ReadMapFile(), 1u);
+    const auto handles = [&] {
+        return std::vector<HANDLE>{m_manager->m_hDevice, m_manager->m_hAccessMutex,
+                                   m_manager->m_hOverlappedEvent, m_manager->m_hMapFile};
+    };
+    const std::vector<HANDLE> opened = handles();
+    for (HANDLE h : opened) EXPECT_NE(h, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(m_manager->ReadMapFile(), 1u);
 
-    ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
-    EXPECT_EQ(manager->m_portOpenCount, 2u);
-    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
-    EXPECT_EQ(manager->m_portOpenCount, 1u);
-    EXPECT_EQ(manager->m_hDevice, handles[0]);
+    ASSERT_EQ(m_manager->OpenPort(m_device.path()), vkRN_OK);
+    EXPECT_EQ(m_manager->m_portOpenCount, 2u);
+    EXPECT_EQ(m_manager->ClosePort(), vkRN_OK);
+    EXPECT_EQ(m_manager->m_portOpenCount, 1u);
+    EXPECT_EQ(handles(), opened);
 
-    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
-    EXPECT_EQ(manager->m_portOpenCount, 0u);
-    for (HANDLE h : {manager->m_hDevice, manager->m_hAccessMutex, manager->m_hOverlappedEvent,
-                     manager->m_hMapFile}) {
-        EXPECT_EQ(h, INVALID_HANDLE_VALUE);
-    }
-    EXPECT_EQ(manager->ClosePort(), vkRNERROR_PORT_NOT_OPEN);
+    EXPECT_EQ(m_manager->ClosePort(), vkRN_OK);
+    EXPECT_EQ(m_manager->m_portOpenCount, 0u);
+    EXPECT_EQ(handles(), std::vector<HANDLE>(4, INVALID_HANDLE_VALUE));
+    EXPECT_EQ(m_manager->ClosePort(), vkRNERROR_PORT_NOT_OPEN);
 }
 
 TEST(Port, TwoUsersOfOneBaseNameShareMutexAndFlag)
@@ -127,33 +127,30 @@ TEST(Port, TwoUsersOfOneBaseNameShareMutexAndFlag)
     EXPECT_EQ(a->ClosePort(), vkRN_OK);
 }
 
-TEST(Port, FlagReadsAndProbeOnlyWhereTheSystemNeedsIt)
+TEST_F(OpenedPort, FlagReadsAndProbeOnlyWhereTheSystemNeedsIt)
 {
-    FakeDevice device(uniqueName("cam"));
-    Manager manager = newManager();
-    ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
     {
         LogCapture log(0xFF);
-        ASSERT_EQ(manager->WriteMapFile(0), vkRN_OK);
-        EXPECT_EQ(manager->ReadMapFile(), 0u);
+        ASSERT_EQ(m_manager->WriteMapFile(0), vkRN_OK);
+        EXPECT_EQ(m_manager->ReadMapFile(), 0u);
         EXPECT_TRUE(log.contains("     ReadMapFile: Get noDeviceFlag to MapFile(0)."));
-        EXPECT_EQ(manager->CheckDeviceHandle(), vkRN_OK);
+        EXPECT_EQ(m_manager->CheckDeviceHandle(), vkRN_OK);
         EXPECT_FALSE(log.contains("CheckDeviceHandle"));
     }
     // Windows 98 opens the path again to see whether the device is there.
-    OSVERSIONINFOA actual = manager->m_osVersionInfo;
-    manager->m_osVersionInfo.dwPlatformId = VER_PLATFORM_WIN32_WINDOWS;
-    manager->m_osVersionInfo.dwMajorVersion = 4;
-    manager->m_osVersionInfo.dwMinorVersion = 10;
+    OSVERSIONINFOA actual = m_manager->m_osVersionInfo;
+    m_manager->m_osVersionInfo.dwPlatformId = VER_PLATFORM_WIN32_WINDOWS;
+    m_manager->m_osVersionInfo.dwMajorVersion = 4;
+    m_manager->m_osVersionInfo.dwMinorVersion = 10;
     // The port's own handle holds its device exclusively, so the probe is
     // shown another device that is there, then one that is not.
     FakeDevice present(uniqueName("cam"));
-    std::snprintf(manager->m_portName, kPortNameSize, "%s", present.path());
-    EXPECT_EQ(manager->CheckDeviceHandle(), vkRN_OK);
-    std::snprintf(manager->m_portName, kPortNameSize, "%s", "/nonexistent-device-path/gone");
-    EXPECT_EQ(manager->CheckDeviceHandle(), vkRNERROR_DEVICE_NOT_AVAILABLE);
-    manager->m_osVersionInfo = actual;
-    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
+    std::snprintf(m_manager->m_portName, kPortNameSize, "%s", present.path());
+    EXPECT_EQ(m_manager->CheckDeviceHandle(), vkRN_OK);
+    std::snprintf(m_manager->m_portName, kPortNameSize, "%s", "/nonexistent-device-path/gone");
+    EXPECT_EQ(m_manager->CheckDeviceHandle(), vkRNERROR_DEVICE_NOT_AVAILABLE);
+    m_manager->m_osVersionInfo = actual;
+    EXPECT_EQ(m_manager->ClosePort(), vkRN_OK);
 }
 
 #ifndef _WIN32
@@ -169,39 +166,35 @@ int inChild(Body body)
     return status;
 }
 
-TEST(PortAcrossProcesses, SecondProcessOpensTheGuardedMutexAndRaisesTheFlag)
+using PortAcrossProcesses = FakePort;
+
+TEST_F(PortAcrossProcesses, SecondProcessOpensTheGuardedMutexAndRaisesTheFlag)
 {
-    FakeDevice device(uniqueName("cam"));
-    Manager manager = newManager();
-    ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
-    ASSERT_EQ(manager->WriteMapFile(0), vkRN_OK);
+    ASSERT_EQ(m_manager->WriteMapFile(0), vkRN_OK);
     int status = inChild([&] {
         LogCapture log(0x4);
         Manager mine = newManager();
-        if (mine->OpenPort(device.path()) != vkRN_OK) return 1;
+        if (mine->OpenPort(m_device.path()) != vkRN_OK) return 1;
         // The creator's descriptor keeps others from opening with full access.
         if (!log.contains("CreateMutexHandle: OpenMutex was successful")) return 2;
         return mine->ClosePort() == vkRN_OK ? 0 : 3;
     });
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0);
-    EXPECT_EQ(manager->ReadMapFile(), 1u);
-    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
+    EXPECT_EQ(m_manager->ReadMapFile(), 1u);
+    EXPECT_EQ(m_manager->ClosePort(), vkRN_OK);
 }
 
-TEST(PortAcrossProcesses, MutexOfAKilledOwnerIsTaken)
+TEST_F(PortAcrossProcesses, MutexOfAKilledOwnerIsTaken)
 {
 #if defined(__SANITIZE_THREAD__)
     // ThreadSanitizer does not see a lock taken over from a dead process
     // (EOWNERDEAD) as held and reports the release; the other builds run it.
     GTEST_SKIP() << "ownership taken over from a dead process is outside ThreadSanitizer's model";
 #endif
-    FakeDevice device(uniqueName("cam"));
-    Manager manager = newManager();
-    ASSERT_EQ(manager->OpenPort(device.path()), vkRN_OK);
     int status = inChild([&] {
         Manager mine = newManager();
-        if (mine->OpenPort(device.path()) != vkRN_OK ||
+        if (mine->OpenPort(m_device.path()) != vkRN_OK ||
             mine->WaitForMutexObject(30000) != vkRN_OK) {
             return 1;
         }
@@ -210,21 +203,17 @@ TEST(PortAcrossProcesses, MutexOfAKilledOwnerIsTaken)
     });
     ASSERT_TRUE(WIFSIGNALED(status));
     LogCapture log(0x4);
-    EXPECT_EQ(manager->WaitForMutexObject(30000), vkRN_OK);
+    EXPECT_EQ(m_manager->WaitForMutexObject(30000), vkRN_OK);
     EXPECT_TRUE(log.contains("WaitForMutexObject: WaitForSingleObject return WAIT_ABANDONED."));
-    os::ReleaseMutex(manager->m_hAccessMutex);
-    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
+    os::ReleaseMutex(m_manager->m_hAccessMutex);
+    EXPECT_EQ(m_manager->ClosePort(), vkRN_OK);
 }
 
 #endif  // _WIN32
 
-class PortFaults : public ::testing::Test {
-protected:
-    FakeDevice m_device{uniqueName("fault")};
-};
-
-TEST_F(PortFaults, EachFailingCallOfOpenPortGivesItsResult)
+TEST(OpenPortFaults, EachFailingCallGivesItsResult)
 {
+    FakeDevice device(uniqueName("fault"));
     struct Case {
         Op op;
         DWORD error;
@@ -261,8 +250,8 @@ TEST_F(PortFaults, EachFailingCallOfOpenPortGivesItsResult)
             LogCapture log(0x1);
             FaultPlan plan;
             plan.fail(c.op, 1, c.error);
-            ScsiScanManager* manager = new ScsiScanManager;
-            EXPECT_EQ(manager->OpenPort(m_device.path()), c.result);
+            Manager manager = newManager();
+            EXPECT_EQ(manager->OpenPort(device.path()), c.result);
             if (c.text != nullptr) {
                 EXPECT_TRUE(log.contains(c.text));
                 EXPECT_EQ(manager->m_portOpenCount, 0u);
@@ -270,42 +259,39 @@ TEST_F(PortFaults, EachFailingCallOfOpenPortGivesItsResult)
             } else {
                 EXPECT_EQ(manager->ClosePort(), vkRN_OK);
             }
-            delete manager;
+            manager.reset();
             EXPECT_EQ(plan.outstandingAllocations(), 0u);
         }
         EXPECT_EQ(openHandleCount(), handles);
     }
 }
 
+using PortFaults = FakePort;
+
 TEST_F(PortFaults, ClosePortKeepsEverythingWhenTheMutexCannotBeHad)
 {
-    ScsiScanManager* manager = new ScsiScanManager;
-    ASSERT_EQ(manager->OpenPort(m_device.path()), vkRN_OK);
     {
         LogCapture log(0x1 | 0x4);
         FaultPlan plan;
         plan.fail(Op::WaitForSingleObject, 1, ERROR_SUCCESS, WAIT_TIMEOUT);
-        EXPECT_EQ(manager->ClosePort(), vkRNERROR_TRANSFER_FAILED);
+        EXPECT_EQ(m_manager->ClosePort(), vkRNERROR_TRANSFER_FAILED);
         EXPECT_TRUE(log.contains("WaitForMutexObject: WaitForSingleObject return WAIT_TIMEOUT."));
         EXPECT_TRUE(log.contains("ClosePort: WaitForMutexObject went wrong."));
-        EXPECT_EQ(manager->m_portOpenCount, 1u);
-        EXPECT_NE(manager->m_hDevice, INVALID_HANDLE_VALUE);
+        EXPECT_EQ(m_manager->m_portOpenCount, 1u);
+        EXPECT_NE(m_manager->m_hDevice, INVALID_HANDLE_VALUE);
     }
     {
         // A failing close is reported with the system's code, and the port
         // still ends closed.
         FaultPlan plan;
         plan.fail(Op::CloseHandle, 4, ERROR_INVALID_HANDLE);
-        EXPECT_EQ(manager->ClosePort(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
-        EXPECT_EQ(manager->m_portOpenCount, 0u);
+        EXPECT_EQ(m_manager->ClosePort(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+        EXPECT_EQ(m_manager->m_portOpenCount, 0u);
     }
-    delete manager;
 }
 
 TEST_F(PortFaults, AbandonedAndFailedWaits)
 {
-    ScsiScanManager* manager = new ScsiScanManager;
-    ASSERT_EQ(manager->OpenPort(m_device.path()), vkRN_OK);
     struct Case {
         DWORD wait;
         DWORD result;
@@ -319,19 +305,18 @@ TEST_F(PortFaults, AbandonedAndFailedWaits)
         LogCapture log(0x1 | 0x4);
         FaultPlan plan;
         plan.fail(Op::WaitForSingleObject, 1, ERROR_INVALID_HANDLE, c.wait);
-        EXPECT_EQ(manager->WaitForMutexObject(30000), c.result);
+        EXPECT_EQ(m_manager->WaitForMutexObject(30000), c.result);
         EXPECT_TRUE(log.contains(c.text)) << c.text;
     }
     // The sense reads' time-out waits on through time-outs until it owns it.
     {
         FaultPlan plan;
         plan.fail(Op::WaitForSingleObject, 1, ERROR_SUCCESS, WAIT_TIMEOUT);
-        EXPECT_EQ(manager->WaitForMutexObject(60000), vkRN_OK);
+        EXPECT_EQ(m_manager->WaitForMutexObject(60000), vkRN_OK);
         EXPECT_EQ(plan.calls(Op::WaitForSingleObject), 2u);
-        os::ReleaseMutex(manager->m_hAccessMutex);
+        os::ReleaseMutex(m_manager->m_hAccessMutex);
     }
-    EXPECT_EQ(manager->ClosePort(), vkRN_OK);
-    delete manager;
+    EXPECT_EQ(m_manager->ClosePort(), vkRN_OK);
 }
 
 }  // namespace

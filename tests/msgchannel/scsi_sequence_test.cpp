@@ -1,6 +1,9 @@
 // The message channel against a scripted driver that plays the camera: the
 // SCSI commands' bytes, how one transfer becomes a sequence of them, messages
-// and the connection handshake.
+// and the connection handshake. Then every failure the system can hand it
+// during a connection and a sense read with the in-process camera, one call
+// at a time: each ends with its documented result code and leaves no block
+// and no handle behind.
 
 #include "msgchannel/ScsiScanManager.h"
 
@@ -12,6 +15,7 @@
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 #include "support/scripted_device.h"
+#include "support/sim_port.h"
 
 #include <gtest/gtest.h>
 
@@ -22,22 +26,8 @@
 
 namespace {
 
-// A message channel opened on a plain file standing in for the device,
-// which the scripted driver plays.
-class FakePort : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_EQ(m_manager->OpenPort(m_device.path()), vkRN_OK); }
-    void TearDown() override { m_manager->ClosePort(); }
-
-    FakeDevice m_device{uniqueName("cam")};
-    std::unique_ptr<ScsiScanManager> m_manager = std::make_unique<ScsiScanManager>();
-};
-
-class ScsiSequence : public FakePort {
-protected:
-    // The length field of a 10-byte CDB.
-    static DWORD cdbLength10(const IssuedCommand& c) { return (c.cdb[7] << 8) | c.cdb[8]; }
-};
+// The scripted driver plays the device that the fake port stands for.
+using ScsiSequence = FakePort;
 
 TEST_F(ScsiSequence, CommandBlocksCarryTheDocumentedBytes)
 {
@@ -107,7 +97,7 @@ TEST_F(ScsiSequence, TransfersAreCutIntoNegotiatedBlocksAndPartialCompletionsCon
         for (std::size_t i = 0; i < c.lengths.size(); ++i) {
             const IssuedCommand& command = device.commands()[i];
             EXPECT_EQ(command.transferLength, c.lengths[i]);
-            EXPECT_EQ(cdbLength10(command), c.lengths[i]);
+            EXPECT_EQ(command.length10(), c.lengths[i]);
             EXPECT_EQ(command.buffer - data.data(), static_cast<std::ptrdiff_t>(c.offsets[i]));
         }
     }
@@ -145,9 +135,11 @@ TEST_F(ScsiSequence, StatusesThatEndATransfer)
 
 TEST_F(ScsiSequence, TimeBudgetsRunOutWithoutWaitingRealSeconds)
 {
-    FastClock clock(1000);
     {
         // A device that stays busy is asked again until the budget is spent.
+        // The clock runs only 100 times fast here: the 10 s budget must leave
+        // a loaded machine real time for more than one command.
+        FastClock clock(100);
         LogCapture log(0x1);
         std::vector<ScriptedCompletion> busy(100000, {0, SRB_STATUS_BUSY});
         ScriptedDevice device(busy);
@@ -156,7 +148,9 @@ TEST_F(ScsiSequence, TimeBudgetsRunOutWithoutWaitingRealSeconds)
                   vkRNERROR_TRANSFER_FAILED);
         EXPECT_TRUE(log.contains("ScsiScanSequence: TimeOut Error."));
         EXPECT_GT(device.commands().size(), 1u);
+        EXPECT_LT(device.commands().size(), 100000u) << "the time-out ended it, not the script";
     }
+    FastClock clock(1000);
     for (auto [timeout, steps] :
          {std::pair<DWORD, unsigned>{30000, 10}, {180000, 180}, {5000, 10}}) {
         // A command that never completes: one-second steps up to the limit,
@@ -183,18 +177,17 @@ ScriptedCompletion reply(DWORD type, std::initializer_list<DWORD> words)
 
 const ScriptedCompletion kSent{};  // a write that goes out whole
 
-class Handshake : public FakePort {
-protected:
-    // The camera's side of a handshake; `connectCode` answers connect.
-    static std::vector<ScriptedCompletion> camera(DWORD connectCode, DWORD deviceID, DWORD idBlock,
-                                                  DWORD negotiatedBlock, DWORD negotiationError = 0)
-    {
-        return {kSent, reply(0x20000001, {0, connectCode}),
-                kSent, reply(0x20000003, {0, deviceID, 0x80000402, idBlock}),
-                kSent, reply(0x20000004, {negotiationError, negotiatedBlock}),
-                kSent, reply(0x20000005, {0, negotiatedBlock})};
-    }
-};
+// The camera's side of a handshake; `connectCode` answers connect.
+std::vector<ScriptedCompletion> camera(DWORD connectCode, DWORD deviceID, DWORD idBlock,
+                                       DWORD negotiatedBlock, DWORD negotiationError = 0)
+{
+    return {kSent, reply(0x20000001, {0, connectCode}),
+            kSent, reply(0x20000003, {0, deviceID, 0x80000402, idBlock}),
+            kSent, reply(0x20000004, {negotiationError, negotiatedBlock}),
+            kSent, reply(0x20000005, {0, negotiatedBlock})};
+}
+
+using Handshake = FakePort;
 
 TEST_F(Handshake, ConnectsLearnsTheCameraAndAgreesOnTheBlockSize)
 {
@@ -292,24 +285,22 @@ TEST_F(Handshake, FactoryMessagesRunUnderTheLongDriverTimeOut)
 {
     LogCapture log(0x4);
     ScriptedDevice device({kSent, reply(0x20000099, {5})});
-    MessageBuffer* request = new MessageBuffer;
+    auto request = std::make_unique<MessageBuffer>();
     ASSERT_EQ(request->CreateTransferMessage(0x10000099, nullptr, 0), vkRN_OK);
-    EXPECT_EQ(m_manager->FactoryWriteMessage(request, 10000), vkRN_OK);
-    MessageBuffer* answer = new MessageBuffer;
+    EXPECT_EQ(m_manager->FactoryWriteMessage(request.get(), 10000), vkRN_OK);
+    auto answer = std::make_unique<MessageBuffer>();
     ASSERT_EQ(answer->CreateRecivedMessageBuffer(4), vkRN_OK);
-    EXPECT_EQ(m_manager->FactoryReadMessage(answer, 10000), vkRN_OK);
+    EXPECT_EQ(m_manager->FactoryReadMessage(answer.get(), 10000), vkRN_OK);
     EXPECT_EQ(answer->CheckRecivedMessage(0x20000099, 4), vkRN_OK);
     EXPECT_EQ(device.timeouts(), (std::vector<DWORD>{600, 60, 600, 60}));
     EXPECT_TRUE(log.contains("\tFactoryWriteMessage: WriteMessage() was successful."));
     EXPECT_TRUE(log.contains("\tFactoryReadMessage: ReadMessage() was successful."));
-    delete request;
-    delete answer;
 }
 
 TEST_F(Handshake, SenseReadsRestoreTheDriverTimeOut)
 {
     for (BYTE status : {SRB_STATUS_SUCCESS, SRB_STATUS_NO_DEVICE}) {
-        SenseMessage* sense = new SenseMessage;
+        auto sense = std::make_unique<SenseMessage>();
         ASSERT_EQ(sense->CreateSenseMessageBuffer(64), vkRN_OK);
         Bytes senseBytes(84, 0);
         senseBytes[2] = 0x09;
@@ -319,7 +310,7 @@ TEST_F(Handshake, SenseReadsRestoreTheDriverTimeOut)
                                   status, false,
                                   status == SRB_STATUS_SUCCESS ? senseBytes : Bytes()};
         ScriptedDevice device({answer});
-        DWORD result = m_manager->ReadRequestSense(sense);
+        DWORD result = m_manager->ReadRequestSense(sense.get());
         EXPECT_EQ(result, status == SRB_STATUS_SUCCESS ? vkRN_OK : vkRNERROR_TRANSFER_FAILED);
         EXPECT_EQ(device.timeouts(), (std::vector<DWORD>{10, 60}));
         ASSERT_EQ(device.commands().size(), 1u);
@@ -327,7 +318,59 @@ TEST_F(Handshake, SenseReadsRestoreTheDriverTimeOut)
         if (result == vkRN_OK) {
             EXPECT_EQ(sense->CheckSenseMessage(9, 0x80), 2);
         }
+    }
+}
+
+class TransferFaults : public SimPort {
+protected:
+    // A connection followed by a sense read.
+    DWORD exercise()
+    {
+        DWORD result = connect();
+        if (result != vkRN_OK) return result;
+        auto* sense = new SenseMessage;  // from the table: may fail too
+        if (sense == nullptr) return vkRNERROR_OUT_OF_MEMORY;
+        result = sense->CreateSenseMessageBuffer(64);
+        if (result == vkRN_OK) result = m_manager->ReadRequestSense(sense);
         delete sense;
+        return result;
+    }
+};
+
+TEST_F(TransferFaults, EachFailingCallEndsCleanlyWithItsCode)
+{
+    struct Case {
+        Op op;
+        DWORD result;
+    };
+    const Case cases[] = {
+        {Op::Malloc, vkRNERROR_OUT_OF_MEMORY},
+        {Op::DeviceIoControl, vkRNERROR_TRANSFER_FAILED},
+        {Op::WaitForSingleObject, vkRNERROR_TRANSFER_FAILED},
+        {Op::ReleaseMutex, vkRNERROR_TRANSFER_FAILED},
+        // The device's answer cannot be had: it is treated as gone.
+        {Op::GetOverlappedResult, vkRNERROR_DEVICE_NOT_AVAILABLE},
+    };
+    unsigned baseline[static_cast<int>(Op::Count)] = {};
+    {
+        FaultPlan counting;
+        ASSERT_EQ(exercise(), vkRN_OK);
+        for (const Case& test : cases)
+            baseline[static_cast<int>(test.op)] = counting.calls(test.op);
+    }
+    const std::size_t handles = openHandleCount();
+    for (const Case& test : cases) {
+        const unsigned calls = baseline[static_cast<int>(test.op)];
+        EXPECT_GT(calls, 0u) << OpName(test.op);
+        for (unsigned nth = 1; nth <= calls; ++nth) {
+            SCOPED_TRACE(std::string(OpName(test.op)) + " #" + std::to_string(nth));
+            m_manager->WriteMapFile(1);
+            FaultPlan plan;
+            plan.fail(test.op, nth);
+            EXPECT_EQ(exercise(), test.result);
+            EXPECT_EQ(plan.outstandingAllocations(), 0u);
+            EXPECT_EQ(openHandleCount(), handles);
+        }
     }
 }
 

@@ -6,17 +6,19 @@
 #include "msgchannel/ScsiScanManager.h"
 #include "object/Dslr1394Object.h"
 #include "support/fault_plan.h"
+#include "support/fresh_object.h"
 #include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-TEST(DeviceObject, FreshObjectHoldsItsDefaults)
+using DeviceObject = FreshObject;
+
+TEST_F(DeviceObject, FreshObjectHoldsItsDefaults)
 {
-    DslrObject* object = DSLR_GetObject();
-    ASSERT_NE(object, nullptr);
-    auto* self = static_cast<Dslr1394Object*>(object);
+    const Dslr1394Object* self = m_object;
+    ASSERT_NE(self, nullptr);
     EXPECT_NE(self->m_scsiScanMngrPtr, nullptr);
     EXPECT_EQ(self->m_dwSizeOfMaxScsiData, 0xFF00u);
     EXPECT_EQ(self->m_bExitNotifyThreadFlg, 1);
@@ -31,7 +33,6 @@ TEST(DeviceObject, FreshObjectHoldsItsDefaults)
     EXPECT_EQ(self->m_lastRapi.dwCommand | self->m_lastRapi.dwStatus | self->m_lastRapi.dwRemaining,
               0u);
     EXPECT_EQ(self->m_scsiScanMngrPtr->m_portOpenCount, 0u);
-    DSLR_DeleteObject(object);
 }
 
 TEST(DeviceObjectFaults, EveryAllocationFailureYieldsNullAndLeaksNothing)

@@ -1,5 +1,7 @@
 // Events, threads, mutexes and mappings of the platform table, through the
-// same calls the library makes. Portable: the Windows build runs it too.
+// same calls the library makes; the Windows build runs these too. Then what
+// only the POSIX implementation has to get right: shared-memory names, the
+// registry stand-in, and named objects across processes.
 
 #include "platform/platform_api.h"
 #include "support/fake_device.h"
@@ -7,8 +9,19 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <set>
 #include <string>
+#include <thread>
+
+#ifndef _WIN32
+#include "platform/posix/posix_api.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 namespace {
 
@@ -55,29 +68,6 @@ TEST(Threads, ExitCodeIsStillActiveUntilTheThreadEnds)
     os::CloseHandle(go);
 }
 
-struct MutexProbe {
-    HANDLE mutex;
-    DWORD waitResult;
-    BOOL released;
-    DWORD releaseError;
-};
-
-DWORD WINAPI probeForeignMutex(LPVOID parameter)
-{
-    auto* probe = static_cast<MutexProbe*>(parameter);
-    probe->waitResult = os::WaitForSingleObject(probe->mutex, 0);
-    probe->released = os::ReleaseMutex(probe->mutex);
-    probe->releaseError = os::GetLastError();
-    return 0;
-}
-
-#if !defined(__SANITIZE_THREAD__)
-DWORD WINAPI takeAndAbandon(LPVOID mutex)
-{
-    return os::WaitForSingleObject(static_cast<HANDLE>(mutex), INFINITE);
-}
-#endif
-
 // The library's port locking relies on these rules of Win32 mutexes; the
 // POSIX table copies them, the Windows one has them from the system.
 TEST(NamedMutex, RecursiveForItsOwnerReleasedOnlyByItAndAbandonedByADeadOwner)
@@ -93,26 +83,24 @@ TEST(NamedMutex, RecursiveForItsOwnerReleasedOnlyByItAndAbandonedByADeadOwner)
     EXPECT_EQ(os::WaitForSingleObject(again, 0), WAIT_OBJECT_0);  // same owner, same mutex
 
     // Another thread can neither take it nor release it.
-    MutexProbe probe{mutex, 0, TRUE, 0};
-    HANDLE thread = os::CreateThread(nullptr, 0, probeForeignMutex, &probe, 0, nullptr);
-    ASSERT_NE(thread, nullptr);
-    ASSERT_EQ(os::WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
-    os::CloseHandle(thread);
-    EXPECT_EQ(probe.waitResult, static_cast<DWORD>(WAIT_TIMEOUT));
-    EXPECT_FALSE(probe.released);
-    EXPECT_EQ(probe.releaseError, static_cast<DWORD>(ERROR_NOT_OWNER));
+    DWORD waitResult = 0, releaseError = 0;
+    BOOL released = TRUE;
+    std::thread([&] {
+        waitResult = os::WaitForSingleObject(mutex, 0);
+        released = os::ReleaseMutex(mutex);
+        releaseError = os::GetLastError();
+    }).join();
+    EXPECT_EQ(waitResult, static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_FALSE(released);
+    EXPECT_EQ(releaseError, static_cast<DWORD>(ERROR_NOT_OWNER));
     EXPECT_TRUE(os::ReleaseMutex(again));
     EXPECT_TRUE(os::ReleaseMutex(mutex));
 
 #if !defined(__SANITIZE_THREAD__)  // a lock of a dead thread is outside its model
     // A thread that ends holding it leaves it abandoned to the next waiter.
-    thread = os::CreateThread(nullptr, 0, takeAndAbandon, mutex, 0, nullptr);
-    ASSERT_NE(thread, nullptr);
-    ASSERT_EQ(os::WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
     DWORD taken = 0;
-    EXPECT_TRUE(os::GetExitCodeThread(thread, &taken));
+    std::thread([&] { taken = os::WaitForSingleObject(mutex, INFINITE); }).join();
     EXPECT_EQ(taken, static_cast<DWORD>(WAIT_OBJECT_0));
-    os::CloseHandle(thread);
     EXPECT_EQ(os::WaitForSingleObject(mutex, 0), static_cast<DWORD>(WAIT_ABANDONED));
     EXPECT_TRUE(os::ReleaseMutex(mutex));
 #endif
@@ -181,5 +169,84 @@ TEST(FastClockSupport, ScalesWaitsAndClocks)
     EXPECT_GE(os::GetTickCount() - start, 10000u);
     os::CloseHandle(never);
 }
+
+#ifndef _WIN32
+
+TEST(SharedMemoryNames, ValidAndDistinct)
+{
+    const char* names[] = {"_DSLR1394_/dev/sg3",  "_DSLR1394_%2Fdev%2Fsg3", "_DSLR1394_sim:cam/1",
+                           "_DSLR1394_sim:cam_1", "plain.name-1",           ""};
+    std::set<std::string> seen;
+    for (const char* name : names) {
+        std::string shm = os::posix::SharedMemoryName("mtx", name);
+        EXPECT_EQ(shm.rfind("/vkrn.mtx.", 0), 0u);
+        EXPECT_EQ(shm.find('/', 1), std::string::npos) << shm;
+        EXPECT_TRUE(seen.insert(shm).second) << shm;
+    }
+    std::string a(400, 'a'), b = a;
+    b[399] = 'b';
+    std::string longA = os::posix::SharedMemoryName("map", a.c_str());
+    EXPECT_LE(longA.size(), 200u);
+    EXPECT_NE(longA, os::posix::SharedMemoryName("map", b.c_str()));
+}
+
+TEST(RegistryStandIn, DebugWordComesFromTheEnvironment)
+{
+    struct Case {
+        const char* value;
+        LONG query;
+        DWORD word;
+    } cases[] = {{"0x7F", ERROR_SUCCESS, 0x7F},
+                 {"4194304", ERROR_SUCCESS, 0x400000},
+                 {"junk", ERROR_FILE_NOT_FOUND, 0},
+                 {nullptr, ERROR_FILE_NOT_FOUND, 0}};
+    for (const Case& c : cases) {
+        if (c.value != nullptr) {
+            setenv("VKRN_DSLRLOGLEVEL", c.value, 1);
+        } else {
+            unsetenv("VKRN_DSLRLOGLEVEL");
+        }
+        HKEY key = nullptr;
+        LONG opened = os::RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SOFTWARE\\Velor\\ARXdebug", 0,
+                                        KEY_QUERY_VALUE, &key);
+        if (c.value == nullptr) {
+            EXPECT_EQ(opened, ERROR_FILE_NOT_FOUND);
+            continue;
+        }
+        ASSERT_EQ(opened, ERROR_SUCCESS);
+        DWORD word = 0, type = 0, size = sizeof(word);
+        EXPECT_EQ(os::RegQueryValueExA(key, "dslrLogLevel", nullptr, &type,
+                                       reinterpret_cast<LPBYTE>(&word), &size),
+                  c.query);
+        EXPECT_EQ(word, c.word);
+        os::RegCloseKey(key);
+    }
+    unsetenv("VKRN_DSLRLOGLEVEL");
+}
+
+TEST(NamedMappingAcrossProcesses, StaleObjectOfADeadProcessStartsAfresh)
+{
+    std::string name = "vkrn-test-stale-" + std::to_string(getpid());
+    pid_t child = fork();
+    if (child == 0) {
+        HANDLE mapping = os::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4,
+                                                name.c_str());
+        auto* word = static_cast<DWORD*>(os::MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0));
+        *word = 7;
+        raise(SIGKILL);  // dies holding it, without closing
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    HANDLE mapping =
+        os::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, name.c_str());
+    EXPECT_EQ(os::GetLastError(), static_cast<DWORD>(ERROR_SUCCESS));
+    auto* word = static_cast<DWORD*>(os::MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0));
+    EXPECT_EQ(*word, 0u);
+    os::UnmapViewOfFile(word);
+    os::CloseHandle(mapping);
+}
+
+#endif  // _WIN32
 
 }  // namespace

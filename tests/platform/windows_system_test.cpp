@@ -169,22 +169,16 @@ TEST(WindowsDll, LoadsExportsByNameAndOrdinalAndLogsWhenAsked)
 {
     using GetObjectFn = DslrObject*(DSLR_STDCALL*)();
     using DeleteObjectFn = void(DSLR_STDCALL*)(DslrObject*);
-    struct Case {
-        bool logging;
-        DWORD flags;
-    };
-    const Case cases[] = {{false, 0}, {true, 0x1}};
-
     LogLevelSetting setting;
     if (!setting.writable()) GTEST_SKIP() << "HKLM is not writable here (not an administrator)";
     const std::string logPath = os::systemApi().LogFilePath();
     const std::string path = dllPath();
     const bool logExisted = std::ifstream(logPath).good();
 
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.logging ? "with a log level" : "without a log level");
-        if (c.logging) {
-            setting.set(c.flags);
+    for (bool logging : {false, true}) {
+        SCOPED_TRACE(logging ? "with a log level" : "without a log level");
+        if (logging) {
+            setting.set(0x1);
         } else {
             setting.remove();
         }
@@ -208,10 +202,8 @@ TEST(WindowsDll, LoadsExportsByNameAndOrdinalAndLogsWhenAsked)
 
         std::string added = fileText(logPath);
         added.erase(0, logBefore);
-        EXPECT_EQ(added.find("DllMain: DLL_PROCESS_ATTACH") != std::string::npos, c.logging)
-            << added;
-        EXPECT_EQ(added.find("DllMain: DLL_PROCESS_DETACH") != std::string::npos, c.logging)
-            << added;
+        EXPECT_EQ(added.find("DllMain: DLL_PROCESS_ATTACH") != std::string::npos, logging) << added;
+        EXPECT_EQ(added.find("DllMain: DLL_PROCESS_DETACH") != std::string::npos, logging) << added;
     }
     // Only a log this test started is removed; a developer's own stays.
     if (!logExisted) std::remove(logPath.c_str());

@@ -2,6 +2,26 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <initializer_list>
+#include <string>
+
+namespace {
+
+// Whether an <ERROR> record of the log holds one of the texts (null ones
+// are skipped).
+bool errorRecordNames(const LogCapture& log, std::initializer_list<const char*> texts)
+{
+    for (const std::string& line : log.records()) {
+        if (line.find("<ERROR>") == std::string::npos) continue;
+        for (const char* text : texts)
+            if (text != nullptr && line.find(text) != std::string::npos) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
 void sweepAllocations(const std::string& name, const std::function<DWORD()>& run,
                       const std::function<void(const FailedAllocation&)>& check,
                       const std::function<void()>& reset)
@@ -28,32 +48,32 @@ void sweepAllocations(const std::string& name, const std::function<DWORD()>& run
     }
 }
 
-void sweepRecord(const std::string& name, const Record& untouched,
-                 const std::function<DWORD(void*)>& run,
-                 const std::function<void(const FailedAllocation&, Record&)>& check,
-                 const std::function<void()>& reset)
+void sweepOperation(const SweptOperation& operation, const std::function<void()>& reset)
 {
+    const unsigned allows = operation.allows;
     Record record;
     const auto runOnCopy = [&] {
-        record = untouched;
-        return run(record.data());
+        record = operation.untouched;
+        return operation.run(record.data());
     };
-    sweepAllocations(
-        name, runOnCopy,
-        [&](const FailedAllocation& failed) {
-            if (check) return check(failed, record);
-            EXPECT_EQ(failed.result, vkRNERROR_OUT_OF_MEMORY);
-            EXPECT_EQ(record, untouched) << "the caller's record is untouched";
-        },
-        reset);
-}
-
-bool errorRecordNames(const LogCapture& log, std::initializer_list<const char*> texts)
-{
-    for (const std::string& line : log.records()) {
-        if (line.find("<ERROR>") == std::string::npos) continue;
-        for (const char* text : texts)
-            if (text != nullptr && line.find(text) != std::string::npos) return true;
-    }
-    return false;
+    const auto judge = [&](const FailedAllocation& failed) {
+        if (failed.result == vkRN_OK && (allows & kMaySurvive) != 0) {
+            EXPECT_TRUE(failed.log.contains(operation.alsoNamed)) << "survived only that step";
+            return;
+        }
+        const bool readFailed = (allows & kReadMayFail) != 0 &&
+                                failed.result == vkRNERROR_TRANSFER_FAILED &&
+                                failed.log.contains("base1394ReadData has error(0x2000002)");
+        EXPECT_TRUE(failed.result == vkRNERROR_OUT_OF_MEMORY || readFailed)
+            << std::hex << failed.result;
+        Record expected = operation.untouched;
+        if ((allows & kWritesFirstWord) != 0) std::memcpy(expected.data(), record.data(), 4);
+        if ((allows & kZeroesLengthUnsent) != 0 &&
+            failed.log.contains("dslrSendRemoteAPICommand returned error"))
+            std::memset(expected.data(), 0, 4);
+        EXPECT_EQ(record, expected) << "the caller's record is untouched";
+        EXPECT_TRUE(errorRecordNames(failed.log, {operation.name, operation.alsoNamed}))
+            << "an error record in the operation's own words";
+    };
+    sweepAllocations(operation.name, runOnCopy, judge, reset);
 }

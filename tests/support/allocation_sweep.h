@@ -12,9 +12,8 @@
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 
-#include <functional>
 #include <cstdint>
-#include <initializer_list>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -29,15 +28,27 @@ void sweepAllocations(const std::string& name, const std::function<DWORD()>& run
                       const std::function<void(const FailedAllocation&)>& check,
                       const std::function<void()>& reset = nullptr);
 
-// The sweep of an operation that writes through a record: every run gets a
-// fresh copy of `untouched`. `check` judges each failure and sees the record;
-// without it, the failure must be 0x02000003 with the record as it was.
 using Record = std::vector<std::uint8_t>;
-void sweepRecord(const std::string& name, const Record& untouched,
-                 const std::function<DWORD(void*)>& run,
-                 const std::function<void(const FailedAllocation&, Record&)>& check = nullptr,
-                 const std::function<void()>& reset = nullptr);
 
-// Whether an <ERROR> record of the log holds one of the texts (null ones
-// are skipped): an operation reports its failure in its own words.
-bool errorRecordNames(const LogCapture& log, std::initializer_list<const char*> texts);
+// What an operation may do on top of the common judgement: bits of
+// SweptOperation::allows.
+enum SweepAllowance : unsigned {
+    kReadMayFail = 1u << 0,         // a failure inside its data read is a failed read (0x02000002)
+    kWritesFirstWord = 1u << 1,     // the record's first word is its own whatever happens
+    kZeroesLengthUnsent = 1u << 2,  // a request that could not be sent leaves the first word 0
+    kMaySurvive = 1u << 3,  // a failure of the step `alsoNamed` names may leave it succeeding
+};
+
+// An operation that writes through the caller's record, swept with one
+// judgement: each failed run returns 0x02000003, leaves the record as it was
+// and says so in an <ERROR> record in the operation's own words, but for
+// what `allows` permits.
+struct SweptOperation {
+    const char* name;                 // a text of its <ERROR> records
+    std::function<DWORD(void*)> run;  // given a fresh copy of `untouched` each time
+    unsigned allows = 0;
+    const char* alsoNamed = nullptr;  // another text its <ERROR> records may use
+    Record untouched = Record(1100, 0xA5);
+};
+
+void sweepOperation(const SweptOperation& operation, const std::function<void()>& reset = nullptr);

@@ -104,22 +104,13 @@ int ChildProcess::wait()
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-namespace {
-
-const char* dslrsimPath()
-{
-#ifdef DSLRSIM_PATH
-    return DSLRSIM_PATH;
-#else
-    return "dslrsim";  // not built: the spawn fails and the camera is not ready
+#ifndef DSLRSIM_PATH
+#define DSLRSIM_PATH "dslrsim"  // not built: the spawn fails and the camera is not ready
 #endif
-}
-
-}  // namespace
 
 Dslrsim::Dslrsim(const std::string& address, const std::vector<std::string>& options)
     : ChildProcess([&] {
-          std::vector<std::string> arguments = {dslrsimPath(), "--listen", address};
+          std::vector<std::string> arguments = {DSLRSIM_PATH, "--listen", address};
           arguments.insert(arguments.end(), options.begin(), options.end());
           return arguments;
       }())

@@ -4,6 +4,13 @@
 // objects, is baseName.
 #pragma once
 
+#include "msgchannel/ScsiScanManager.h"
+
+#include "VKRNQ402.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
 #include <string>
 
 // prefix + this process's ID + a counter: unique across processes and calls.
@@ -19,4 +26,14 @@ public:
 
 private:
     std::string m_path;
+};
+
+// A message channel opened on a fresh fake device, closed again at the end.
+class FakePort : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(m_manager->OpenPort(m_device.path()), vkRN_OK); }
+    void TearDown() override { m_manager->ClosePort(); }
+
+    FakeDevice m_device{uniqueName("cam")};
+    std::unique_ptr<ScsiScanManager> m_manager = std::make_unique<ScsiScanManager>();
 };

@@ -40,9 +40,6 @@ struct Wrapper<op, Field, R(WINAPI*)(Args...)> {
     }
 };
 
-#define VKRN_WRAP(table, name) \
-    table.name = Wrapper<Op::name, &os::Api::name, decltype(os::Api::name)>::call
-
 void trackedFree(void* block)
 {
     FaultPlan::current()->freed(block);
@@ -68,7 +65,8 @@ FaultPlan::FaultPlan() : m_saved(os::api()), m_previous(g_plan)
 {
     g_plan = this;
     os::Api& table = os::api();
-#define VKRN_WRAP_OP(name) VKRN_WRAP(table, name);
+#define VKRN_WRAP_OP(name) \
+    table.name = Wrapper<Op::name, &os::Api::name, decltype(os::Api::name)>::call;
     VKRN_FAULT_OPS(VKRN_WRAP_OP)
 #undef VKRN_WRAP_OP
     table.Free = trackedFree;

@@ -1,9 +1,10 @@
 #include "support/log_capture.h"
 
 #include "log/dbg_log.h"
+#include "support/fake_device.h"
 
-#include <atomic>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -13,23 +14,12 @@ std::string g_logPath;
 
 const char* capturedLogPath() { return g_logPath.c_str(); }
 
-std::string freshPath()
-{
-    static std::atomic<int> counter{0};
-    const char* dir = std::getenv("TMPDIR");
-#ifdef _WIN32
-    if (dir == nullptr) dir = std::getenv("TEMP");
-    if (dir == nullptr) dir = ".";
-#else
-    if (dir == nullptr) dir = "/tmp";
-#endif
-    return std::string(dir) + "/vkrn-test-log-" + std::to_string(os::GetCurrentProcessId()) + "-" +
-           std::to_string(counter++) + ".log";
-}
-
 }  // namespace
 
-LogCapture::LogCapture(std::uint32_t flags, bool attach) : m_path(freshPath()), m_saved(os::api())
+LogCapture::LogCapture(std::uint32_t flags, bool attach)
+    : m_path((std::filesystem::temp_directory_path() / (uniqueName("vkrn-test-log-") + ".log"))
+                 .string()),
+      m_saved(os::api())
 {
     std::remove(m_path.c_str());
     g_logPath = m_path;
@@ -65,11 +55,9 @@ std::string LogCapture::text() const
 #ifdef _WIN32
     // The log is written in text mode, which turns every "\n" into "\r\n".
     std::string plain;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') continue;
-        plain += text[i];
-    }
-    text = plain;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        if (text.compare(i, 2, "\r\n") != 0) plain += text[i];
+    text.swap(plain);
 #endif
     return text;
 }

@@ -24,6 +24,9 @@ struct IssuedCommand {
     DWORD srbFlags;
     const BYTE* buffer;      // where the library pointed the data
     std::vector<BYTE> data;  // what a write carried
+
+    // The length field of a 10-byte CDB.
+    DWORD length10() const { return (cdb[7] << 8) | cdb[8]; }
 };
 
 class ScriptedDevice {

@@ -7,6 +7,7 @@
 
 #include "support/child_process.h"
 #include "support/fake_device.h"
+#include "support/host_files.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -17,12 +18,10 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <thread>
 
 namespace {
 
-namespace fs = std::filesystem;
 using nlohmann::json;
 
 struct Outcome {
@@ -37,28 +36,6 @@ Outcome dslrctl(std::vector<std::string> arguments, const std::string& input = {
     if (!input.empty()) child.writeLine(input);
     std::string output = child.readAll(30000);
     return {child.wait(), std::move(output)};
-}
-
-std::string bytesOf(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeFile(const fs::path& path, std::size_t size, unsigned seed)
-{
-    fs::create_directories(path.parent_path());
-    std::string data(size, '\0');
-    std::mt19937 random(seed);
-    for (char& c : data) c = static_cast<char>(random());
-    std::ofstream(path, std::ios::binary) << data;
-}
-
-fs::path scratch(const std::string& name)
-{
-    fs::path path = fs::temp_directory_path() / uniqueName(name);
-    fs::create_directories(path);
-    return path;
 }
 
 // One command line on the embedded camera (a fresh demo card every time):
@@ -159,10 +136,10 @@ TEST(Dslrctl, CommandTable)
 // and a picture taken is a whole JPEG.
 TEST(Dslrctl, TransfersAgainstTheFilesBehindTheCard)
 {
-    const fs::path card = scratch("dslrctl-card"), out = scratch("dslrctl-out");
-    writeFile(card / "DCIM" / "100TEST" / "BIG.BIN", 3 * 0xFF00 + 5, 1);
-    writeFile(card / "DCIM" / "100TEST" / "SMALL.JPG", 1000, 2);
-    writeFile(card / "MISC" / "EMPTY.TXT", 0, 3);
+    const fs::path card = scratchFolder("dslrctl-card"), out = scratchFolder("dslrctl-out");
+    writeHostFile(card / "DCIM" / "100TEST" / "BIG.BIN", 3 * 0xFF00 + 5, 1);
+    writeHostFile(card / "DCIM" / "100TEST" / "SMALL.JPG", 1000, 2);
+    writeHostFile(card / "MISC" / "EMPTY.TXT", 0, 3);
     const std::string port = "unix:/tmp/" + uniqueName("dslrctl") + ".sock";
     Dslrsim server(port, {"--card", "ATA01=" + card.string()});
     ASSERT_TRUE(server.ready());
@@ -173,7 +150,7 @@ TEST(Dslrctl, TransfersAgainstTheFilesBehindTheCard)
     for (const auto& file : fs::recursive_directory_iterator(card)) {
         if (!file.is_regular_file()) continue;
         const fs::path copy = out / "ATA01" / fs::relative(file.path(), card);
-        EXPECT_EQ(bytesOf(copy), bytesOf(file.path())) << copy;
+        EXPECT_EQ(hostBytes(copy), hostBytes(file.path())) << copy;
         // The camera keeps whole seconds.
         const auto seconds = [](const fs::path& path) {
             return std::chrono::floor<std::chrono::seconds>(fs::last_write_time(path).time_since_epoch());
@@ -183,18 +160,18 @@ TEST(Dslrctl, TransfersAgainstTheFilesBehindTheCard)
     run = dslrctl({"--port", port, "--json", "-P", "--skip-existing", "-o", out.string()});
     EXPECT_EQ(json::parse(run.output)["skipped"], 3) << run.output;
 
-    writeFile(out / "up.bin", 2 * 0xFF00 + 77, 4);
+    writeHostFile(out / "up.bin", 2 * 0xFF00 + 77, 4);
     run = dslrctl({"--port", port, "--json", "put", (out / "up.bin").string(), "ATA01:/MISC"});
     ASSERT_EQ(run.status, 0) << run.output;
     EXPECT_EQ(json::parse(run.output)["path"], "ATA01:/MISC/UP.BIN");
-    EXPECT_EQ(bytesOf(card / "MISC" / "UP.BIN"), bytesOf(out / "up.bin"));
+    EXPECT_EQ(hostBytes(card / "MISC" / "UP.BIN"), hostBytes(out / "up.bin"));
     run = dslrctl({"--port", port, "--json", "get", "ATA01:/MISC/UP.BIN", "-o", (out / "back").string()});
     EXPECT_EQ(json::parse(run.output)["files"][0]["bytes"], 2 * 0xFF00 + 77) << run.output;
-    EXPECT_EQ(bytesOf(out / "back" / "UP.BIN"), bytesOf(out / "up.bin"));
+    EXPECT_EQ(hostBytes(out / "back" / "UP.BIN"), hostBytes(out / "up.bin"));
 
     run = dslrctl({"--port", port, "--json", "--capture-image-and-download", "-o", (out / "shots").string()});
     ASSERT_EQ(run.status, 0) << run.output;
-    const std::string jpeg = bytesOf(json::parse(run.output)["shots"][0]["files"][0]["saved"].get<std::string>());
+    const std::string jpeg = hostBytes(json::parse(run.output)["shots"][0]["files"][0]["saved"].get<std::string>());
     ASSERT_GT(jpeg.size(), 1000u);
     EXPECT_EQ(jpeg.substr(0, 2), "\xFF\xD8");
     EXPECT_EQ(jpeg.substr(jpeg.size() - 2), "\xFF\xD9");
@@ -216,7 +193,7 @@ bool holdsPartFile(const fs::path& directory)
 // serves the next command; a dslrsim that goes away is a failure in words.
 TEST(Dslrctl, InterruptedDownloadAndLostCamera)
 {
-    const fs::path card = scratch("dslrctl-big"), out = scratch("dslrctl-cut");
+    const fs::path card = scratchFolder("dslrctl-big"), out = scratchFolder("dslrctl-cut");
     fs::create_directories(card / "DCIM");
     fs::resize_file((std::ofstream(card / "DCIM" / "HUGE.BIN").close(), card / "DCIM" / "HUGE.BIN"),
                     std::uintmax_t{128} << 20);
@@ -263,7 +240,7 @@ TEST(Dslrctl, TourRunsOnEveryKindOfPort)
             server = std::make_unique<Dslrsim>(port);
             ASSERT_TRUE(server->ready());
         }
-        const fs::path work = scratch("dslrctl-tour");
+        const fs::path work = scratchFolder("dslrctl-tour");
         ChildProcess tour({"/bin/bash", DSLRCTL_TOUR, port.empty() ? "sim:" + uniqueName("tour") : port,
                            work.string()});
         const std::string output = tour.readAll(60000);
@@ -271,7 +248,7 @@ TEST(Dslrctl, TourRunsOnEveryKindOfPort)
         EXPECT_NE(output.find("$ dslrctl get-all -o"), std::string::npos) << output;
         EXPECT_NE(output.find("Tour complete: 5 files"), std::string::npos) << output;
         EXPECT_EQ(fs::file_size(work / "card" / "ATA01" / "DCIM" / "100VELOR" / "RAW_0004.RVX"), 6291456u);
-        EXPECT_EQ(bytesOf(work / "shots" / "capt0001.jpg").substr(0, 2), "\xFF\xD8");
+        EXPECT_EQ(hostBytes(work / "shots" / "capt0001.jpg").substr(0, 2), "\xFF\xD8");
         fs::remove_all(work);
     }
 }

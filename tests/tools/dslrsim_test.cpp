@@ -1,21 +1,25 @@
 // dslrsim as people and scripts run it: its command line, its refusals, its
-// shutdown, and several hosts at once on one camera.
+// shutdown, several hosts at once on one camera, a card backed by a host
+// directory, and the example host program's whole session against it.
 
 #if !defined(_WIN32) && defined(DSLRSIM_PATH)
 
 #include "platform/devices/scsi_sock.h"
+#include "support/card_io.h"
 #include "support/child_process.h"
+#include "support/connected_object.h"
 #include "support/fake_device.h"
+#include "support/host_files.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <cstring>
+#include <map>
 #include <vector>
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -35,50 +39,42 @@ int connectTo(const std::string& path)
     return -1;
 }
 
-bool exists(const std::string& path)
-{
-    struct stat info;
-    return ::lstat(path.c_str(), &info) == 0;
-}
-
-TEST(Dslrsim, CommandLineErrorsAreNamedAndExitWithTwo)
+// Help names every option; a bad command line names what is wrong and
+// exits with 2.
+TEST(Dslrsim, HelpAndCommandLineErrors)
 {
     struct Case {
         std::vector<std::string> arguments;
-        const char* message;
+        int status;
+        std::vector<const char*> shows;
     };
     const Case cases[] = {
-        {{}, "--listen ADDRESS is required"},
-        {{"--frobnicate"}, "unknown option '--frobnicate'"},
-        {{"--listen"}, "option --listen needs a value"},
-        {{"--listen", "udp:1.2.3.4:5"}, "bad address 'udp:1.2.3.4:5'"},
-        {{"--listen", "unix:/tmp/x", "--model", "0xZZ"}, "bad number '0xZZ' for --model"},
-        {{"--listen", "unix:/tmp/x", "--block-size", "99999999999"}, "bad number"},
-        {{"--listen", "unix:/tmp/x", "--block-size", "0"}, "--block-size must not be 0"},
-        {{"--listen", "unix:/tmp/x", "--owner", std::string(32, 'o')},
-         "owner name longer than 31 characters"},
-        {{"--listen", "unix:/tmp/x", "--clock-offset", "1h"},
-         "bad number of seconds '1h' for --clock-offset"},
-        {{"--listen", "unix:/tmp/x", "--link", "s800"}, "bad link model 's800'"},
+        // clang-format off
+        {{"--help"}, 0,
+         {"--listen", "--tcmu", "--model", "--block-size", "--owner", "--clock-offset", "--link", "--help", "unix:", "tcp:"}},
+        {{}, 2, {"one of --listen ADDRESS and --tcmu NAME is required"}},
+        {{"--listen", "unix:/tmp/x", "--tcmu", "cam"}, 2, {"one of --listen ADDRESS and --tcmu NAME"}},
+        {{"--tcmu", "user_1/cam"}, 2, {"bad backstore name"}},
+        {{"--frobnicate"}, 2, {"unknown option '--frobnicate'"}},
+        {{"--listen"}, 2, {"option --listen needs a value"}},
+        {{"--listen", "udp:1.2.3.4:5"}, 2, {"bad address 'udp:1.2.3.4:5'"}},
+        {{"--listen", "unix:/tmp/x", "--model", "0xZZ"}, 2, {"bad number '0xZZ' for --model"}},
+        {{"--listen", "unix:/tmp/x", "--block-size", "99999999999"}, 2, {"bad number"}},
+        {{"--listen", "unix:/tmp/x", "--block-size", "0"}, 2, {"--block-size must not be 0"}},
+        {{"--listen", "unix:/tmp/x", "--owner", std::string(32, 'o')}, 2, {"owner name longer than 31 characters"}},
+        {{"--listen", "unix:/tmp/x", "--clock-offset", "1h"}, 2, {"bad number of seconds '1h' for --clock-offset"}},
+        {{"--listen", "unix:/tmp/x", "--link", "s800"}, 2, {"bad link model 's800'"}},
     };
+    // clang-format on
     for (const Case& test : cases) {
         std::vector<std::string> arguments = {DSLRSIM_PATH};
         arguments.insert(arguments.end(), test.arguments.begin(), test.arguments.end());
         ChildProcess run(arguments);
         const std::string output = run.readAll();
-        EXPECT_EQ(run.wait(), 2) << output;
-        EXPECT_NE(output.find(test.message), std::string::npos) << output;
+        EXPECT_EQ(run.wait(), test.status) << output;
+        for (const char* text : test.shows)
+            EXPECT_NE(output.find(text), std::string::npos) << text << " in " << output;
     }
-}
-
-TEST(Dslrsim, HelpListsEveryOption)
-{
-    ChildProcess run({DSLRSIM_PATH, "--help"});
-    const std::string output = run.readAll();
-    EXPECT_EQ(run.wait(), 0);
-    for (const char* option : {"--listen", "--model", "--block-size", "--owner", "--clock-offset",
-                               "--link", "--help", "unix:", "tcp:"})
-        EXPECT_NE(output.find(option), std::string::npos) << option;
 }
 
 TEST(Dslrsim, AddressInUseIsRefusedAndAStaleSocketIsReplaced)
@@ -100,7 +96,7 @@ TEST(Dslrsim, AddressInUseIsRefusedAndAStaleSocketIsReplaced)
     ASSERT_TRUE(killed.ready());
     killed.signal(SIGKILL);
     killed.wait();
-    ASSERT_TRUE(exists(path));
+    ASSERT_TRUE(fs::exists(path));
     Dslrsim next("unix:" + path);
     EXPECT_TRUE(next.ready());
 }
@@ -115,7 +111,7 @@ TEST(Dslrsim, StopSignalsEndItCleanlyWithConnectionsOpen)
         ASSERT_GE(client, 0);
         server.signal(signal);
         EXPECT_EQ(server.wait(), 0) << signal;
-        EXPECT_FALSE(exists(path)) << "the socket file is removed";
+        EXPECT_FALSE(fs::exists(path)) << "the socket file is removed";
         char byte;
         EXPECT_EQ(::recv(client, &byte, 1, 0), 0) << "the connection was closed";
         ::close(client);
@@ -163,6 +159,79 @@ TEST(Dslrsim, ServesSeveralConnectionsAndDropsAPeerThatBreaksTheProtocol)
     char byte;
     EXPECT_EQ(::recv(rogue, &byte, 1, 0), 0);
     for (int fd : {first, second, rogue}) ::close(fd);
+}
+
+// A card backed by a host directory: listed and downloaded through the
+// library and compared with the host's files; attributes and a delete land
+// in the directory. (An upload landing there is dslrctl's put, in its suite.)
+TEST(Dslrsim, HostDirectoryCardReadAndWritten)
+{
+    const fs::path root = scratchFolder("dslrsim-card");
+    writeHostFile(root / "DCIM" / "100TEST" / "IMG_0001.JPG", 70000, 3);
+    writeHostFile(root / "DCIM" / "100TEST" / "raw_0002.rvx", 300000, 5);
+    writeHostFile(root / "NOTES.TXT", 10, 7);
+    writeHostFile(root / "a name too long.jpeg", 10, 9);
+
+    const std::string address = "unix:" + socketPath();
+    Dslrsim server(address, {"--card", "ATA01=" + root.string()});
+    ASSERT_TRUE(server.ready()) << server.readAll(2000);
+    EXPECT_NE(server.readLine(2000).find("a name too long.jpeg"), std::string::npos)
+        << "the name the camera cannot show is reported";
+
+    ConnectedObject camera(address);
+    ASSERT_TRUE(camera.connected());
+
+    const std::map<std::string, fs::path> hostOf = {
+        {"ATA01:\\DCIM\\100TEST\\IMG_0001.JPG", root / "DCIM" / "100TEST" / "IMG_0001.JPG"},
+        {"ATA01:\\DCIM\\100TEST\\RAW_0002.RVX", root / "DCIM" / "100TEST" / "raw_0002.rvx"},
+        {"ATA01:\\NOTES.TXT", root / "NOTES.TXT"}};
+    const std::vector<Listed> records = listCard(camera.get(), "ATA01:\\");
+    ASSERT_EQ(records.size(), 5u);
+    int files = 0;
+    for (const Listed& record : records) {
+        if (record.attributes & 0x10) continue;
+        SCOPED_TRACE(record.path);
+        ASSERT_EQ(hostOf.count(record.path), 1u);
+        const std::string expected = hostBytes(hostOf.at(record.path));
+        EXPECT_EQ(record.size, expected.size());
+        for (std::size_t part : {0xFF00, 4099}) {
+            const Bytes got = downloadFile(camera.get(), record.path, part);
+            EXPECT_EQ(std::string(got.begin(), got.end()), expected);
+        }
+        ++files;
+    }
+    EXPECT_EQ(files, 3);
+
+    // Read-only is the owner's write permission; a protected file stays.
+    const std::string list = pathList({"ATA01:\\NOTES.TXT"});
+    ASSERT_EQ(camera->baseSetFileAttribs(list.data(), 0x21), vkRN_OK);
+    EXPECT_EQ(fs::status(root / "NOTES.TXT").permissions() & fs::perms::owner_write,
+              fs::perms::none);
+    EXPECT_NE(camera->baseDeleteFiles(list.data()), vkRN_OK);
+    ASSERT_EQ(camera->baseSetFileAttribs(list.data(), 0x20), vkRN_OK);
+    ASSERT_EQ(camera->baseDeleteFiles(list.data()), vkRN_OK);
+    EXPECT_FALSE(fs::exists(root / "NOTES.TXT"));
+    EXPECT_TRUE(fs::exists(root / "a name too long.jpeg")) << "what the camera cannot see stays";
+
+    camera.disconnect();
+    server.signal(SIGTERM);
+    EXPECT_EQ(server.wait(), 0);
+    fs::remove_all(root);
+}
+
+// The example host program in its own process: the whole session goes as a
+// working camera lets it.
+TEST(Dslrsim, ExampleHostSessionRunsAgainstIt)
+{
+    const std::string address = "unix:" + socketPath();
+    Dslrsim camera(address);
+    ASSERT_TRUE(camera.ready());
+    ChildProcess host({HOST_SESSION_PATH, address});
+    const std::string output = host.readAll(20000);
+    EXPECT_EQ(host.wait(), 0) << output;
+    for (const char* line : {"the reply announces 0x1000 bytes", "raw data read right after it",
+                             "-> 0x020000E7\n", "session complete"})
+        EXPECT_NE(output.find(line), std::string::npos) << output;
 }
 
 }  // namespace

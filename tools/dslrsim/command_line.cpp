@@ -41,12 +41,14 @@ constexpr std::size_t kLongestOwner = 31;
 
 std::string usage()
 {
-    return "usage: dslrsim --listen ADDRESS [--model ID] [--block-size BYTES] [--owner NAME]\n"
-           "               [--clock-offset SECONDS] [--card VOLUME=DIR]...\n"
+    return "usage: dslrsim (--listen ADDRESS | --tcmu NAME) [--model ID] [--block-size BYTES] [--owner NAME]\n"
+           "               [--clock-offset SECONDS] [--card VOLUME=DIR]... [--link MODEL]\n"
            "\n"
-           "Serves one simulated camera over the scsi-sock protocol.\n"
+           "Serves one simulated camera over the scsi-sock protocol, or as a kernel\n"
+           "SCSI device through the userspace target (docs/linux-sg.md).\n"
            "\n"
            "  --listen ADDRESS     unix:PATH (a local socket) or tcp:HOST:PORT\n"
+           "  --tcmu NAME          serve the target_core_user backstore NAME (Linux)\n"
            "  --model ID           camera model ID (default 0x80000402)\n"
            "  --block-size BYTES   largest data block the camera takes (default 0xFF00)\n"
            "  --owner NAME         the camera's owner name (at most 31 characters)\n"
@@ -72,9 +74,9 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
             options.help = true;
             return true;
         }
-        if (option != "--listen" && option != "--model" && option != "--block-size" &&
-            option != "--owner" && option != "--clock-offset" && option != "--card" &&
-            option != "--link") {
+        if (option != "--listen" && option != "--tcmu" && option != "--model" &&
+            option != "--block-size" && option != "--owner" && option != "--clock-offset" &&
+            option != "--card" && option != "--link") {
             error = "unknown option '" + option + "'";
             return false;
         }
@@ -89,6 +91,12 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
                 return false;
             }
             options.listen = value;
+        } else if (option == "--tcmu") {
+            if (value.find('/') != std::string::npos) {
+                error = "bad backstore name '" + value + "' (a configfs directory name)";
+                return false;
+            }
+            options.tcmu = value;
         } else if (option == "--owner") {
             if (value.size() > kLongestOwner) {
                 error = "owner name longer than 31 characters";
@@ -123,8 +131,8 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
             return false;
         }
     }
-    if (options.listen.empty()) {
-        error = "--listen ADDRESS is required";
+    if (options.listen.empty() == options.tcmu.empty()) {
+        error = "one of --listen ADDRESS and --tcmu NAME is required";
         return false;
     }
     if (options.blockSize == 0) {

@@ -12,6 +12,7 @@ namespace dslrsim {
 
 struct Options {
     std::string listen;  // "unix:PATH" or "tcp:HOST:PORT"
+    std::string tcmu;    // or the name of a kernel user backstore to serve (Linux)
     std::uint32_t modelId = 0x80000402;
     std::uint32_t blockSize = 0xFF00;
     std::string owner;             // empty: the camera's factory owner name

@@ -1,14 +1,44 @@
 // dslrsim: one simulated camera served on a socket, for hosts that reach it
-// through "unix:PATH" or "tcp:HOST:PORT" port paths.
+// through "unix:PATH" or "tcp:HOST:PORT" port paths, or on Linux as a kernel
+// SCSI device through the userspace target ("--tcmu NAME").
 
 #include "tools/dslrsim/command_line.h"
 #include "tools/dslrsim/server.h"
+#include "tools/dslrsim/tcmu_device.h"
 
 #include "sim/directory_card.h"
 
 #include <csignal>
 #include <cstdio>
 #include <iostream>
+
+namespace {
+
+// Serves the backstore until a stop signal comes or the kernel removes it.
+int serveTcmu(sim::Camera& camera, const std::string& name, const std::vector<std::string>& notes,
+              const sigset_t& stopSignals)
+{
+    dslrsim::TcmuDevice device(camera);
+    std::string error;
+    if (!device.open(name, error)) {
+        std::cerr << "dslrsim: " << error << "\n";
+        return 1;
+    }
+    device.start();
+    std::cout << "dslrsim: serving the user backstore " << name << std::endl;
+    for (const std::string& note : notes) std::cout << "dslrsim: " << note << std::endl;
+    const timespec tick{0, 200'000'000};  // 0.2 s
+    while (sigtimedwait(&stopSignals, nullptr, &tick) < 0) {
+        if (device.removed()) {
+            std::cout << "dslrsim: the backstore " << name << " was removed" << std::endl;
+            return 1;
+        }
+    }
+    device.stop();
+    return 0;
+}
+
+}  // namespace
 
 int main(int argc, char** argv)
 {
@@ -62,6 +92,8 @@ int main(int argc, char** argv)
         }
     }
     camera.setStorage(storage);
+
+    if (!options.tcmu.empty()) return serveTcmu(camera, options.tcmu, notes, stopSignals);
 
     dslrsim::Server server(camera);
     const dslrsim::Server::Bound bound =

@@ -1,6 +1,7 @@
 // Which provider serves a port path.
 
 #include "platform/devices/scsi_target.h"
+#include "platform/devices/sg_target.h"
 #include "platform/devices/sim_target.h"
 #include "platform/devices/socket_address.h"
 #include "platform/devices/socket_target.h"
@@ -21,13 +22,17 @@ bool isSimPath(const char* path)
 
 }  // namespace
 
-bool isProviderPath(const char* path) { return isSimPath(path) || isSocketPath(path); }
+bool isProviderPath(const char* path)
+{
+    return isSimPath(path) || isSocketPath(path) || isSgPath(path);
+}
 
 std::unique_ptr<ScsiTarget> openScsiTarget(const char* path, std::uint32_t& error)
 {
     error = 0;
     if (isSimPath(path)) return openSimTarget(path + std::strlen(kSimPrefix));
     if (isSocketPath(path)) return openSocketTarget(path, error);
+    if (isSgPath(path)) return openSgTarget(path, error);
     error = ERROR_FILE_NOT_FOUND;
     return nullptr;
 }

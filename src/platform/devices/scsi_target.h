@@ -71,7 +71,7 @@ public:
 };
 
 // The target a provider port path names, or null with `error` set to a
-// Win32 error code: "sim:NAME", "unix:PATH", "tcp:HOST:PORT".
+// Win32 error code: "sim:NAME", "unix:PATH", "tcp:HOST:PORT", "/dev/sgN".
 std::unique_ptr<ScsiTarget> openScsiTarget(const char* path, std::uint32_t& error);
 // Whether a provider of this file serves the path.
 bool isProviderPath(const char* path);

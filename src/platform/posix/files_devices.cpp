@@ -36,7 +36,8 @@ private:
 struct Openers {
     std::mutex lock;
     std::vector<std::pair<std::string, DeviceOpener>> byPrefix = {
-        {"sim:", OpenProviderDevice}, {"unix:", OpenProviderDevice}, {"tcp:", OpenProviderDevice}};
+        {"sim:", OpenProviderDevice}, {"unix:", OpenProviderDevice}, {"tcp:", OpenProviderDevice},
+        {"/dev/sg", OpenProviderDevice}};
 };
 
 Openers& openers()

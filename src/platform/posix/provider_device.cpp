@@ -1,4 +1,5 @@
-// Device paths served by a provider ("sim:NAME", "unix:PATH", "tcp:HOST:PORT")
+// Device paths served by a provider ("sim:NAME", "unix:PATH", "tcp:HOST:PORT",
+// "/dev/sgN")
 // as kernel objects of the handle table.
 
 #include "platform/devices/async_device.h"
