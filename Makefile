@@ -3,7 +3,9 @@
 
 BUILD ?= build
 JOBS ?= 2
-CMAKE_FLAGS ?= -DVKRN_WERROR=ON -DVKRN_BUILD_TOOLS=ON
+# The benchmarks are built with everything, so that they keep compiling;
+# only `make bench` runs them.
+CMAKE_FLAGS ?= -DVKRN_WERROR=ON -DVKRN_BUILD_TOOLS=ON -DVKRN_BUILD_BENCH=ON
 
 .PHONY: all deps build test demo sanitize lint fuzz bench clean
 
@@ -44,12 +46,15 @@ lint: build
 fuzz: deps
 	bash scripts/run-fuzz.sh
 
-# Speeds of the transfer paths (Google Benchmark, optimised build).
+# Speeds of the transfer paths against references taken in the same run
+# (Google Benchmark, optimised build), then dslrctl get-all against cp -r.
+# docs/performance.md has the figures and the machine they were taken on.
 bench: deps
 	cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DVKRN_BUILD_BENCH=ON \
-	  -DVKRN_BUILD_TESTS=OFF -DVKRN_BUILD_TOOLS=OFF
+	  -DVKRN_BUILD_TESTS=OFF -DVKRN_BUILD_TOOLS=ON
 	cmake --build build-bench -j$(JOBS)
-	build-bench/bench/transfer_bench
+	build-bench/bench/transfer_bench $(BENCH_FLAGS)
+	bash bench/dslrctl_get_all.sh build-bench
 
 clean:
 	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64 build-win-tool-include build-fuzz build-bench

@@ -1,13 +1,9 @@
 // How fast the message channel moves data through the in-process camera:
-// whole messages of several sizes (cut into negotiated blocks), and a Remote
-// API exchange with its reply.
+// whole messages of several sizes, cut into negotiated blocks.
 
 #include "msgchannel/ScsiScanManager.h"
 
 #include "VKRNQ402.h"
-#include "object/Dslr1394Object.h"
-#include "rapi/command_table.h"
-#include "rapi/rapi_call.h"
 
 #include <benchmark/benchmark.h>
 
@@ -39,26 +35,5 @@ void WriteMessageThroughTheCamera(benchmark::State& state)
     delete manager;
 }
 BENCHMARK(WriteMessageThroughTheCamera)->Arg(0x100)->Arg(0x14000)->Arg(0x100000);
-
-void RemoteApiExchange(benchmark::State& state)
-{
-    auto* object = static_cast<Dslr1394Object*>(DSLR_GetObject());
-    DslrObject* slots = object;
-    if (slots->baseDslrOpenPort("sim:bench-rapi") != vkRN_OK ||
-        slots->baseOpenCameraComm(0, nullptr, 0) != vkRN_OK) {
-        state.SkipWithError("camera did not connect");
-        DSLR_DeleteObject(slots);
-        return;
-    }
-    const RapiCallTexts texts = {"", "", "%lx", "%lx"};
-    const RapiCommand& notifyStart = *Rapi_FindCommand(0x121000FE);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(Rapi_Call(object, notifyStart, nullptr, 0, nullptr, 0, texts));
-    }
-    slots->baseCloseCameraComm();
-    slots->baseDslrClosePort();
-    DSLR_DeleteObject(slots);
-}
-BENCHMARK(RemoteApiExchange);
 
 }  // namespace

@@ -24,10 +24,12 @@ cleanup() {
 trap cleanup EXIT
 fail() { echo "FAIL: $*"; echo "--- pane:"; tmux capture-pane -p -t "$session" || true; exit 1; }
 
-# A card whose one big file takes the camera several seconds to hand over.
+# A card whose one big file takes the camera several seconds to hand over:
+# the S400 link model makes it take as long as a real camera would (96 MiB
+# at 40 MB/s), however fast the machine moves it.
 mkdir -p "$work/card/DCIM" "$work/out" "$work/cut"
 head -c $((96 * 1024 * 1024)) /dev/urandom > "$work/card/DCIM/BIG.BIN"
-"$dslrsim" --listen "unix:$socket" --card "ATA01=$work/card" > "$work/sim.log" 2>&1 &
+"$dslrsim" --listen "unix:$socket" --card "ATA01=$work/card" --link s400 > "$work/sim.log" 2>&1 &
 sim_pid=$!
 for _ in $(seq 50); do grep -q listening "$work/sim.log" && break; sleep 0.1; done
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <thread>
 
 namespace sim {
 
@@ -31,7 +32,28 @@ Camera::Camera(CameraOptions options) : m_options(options)
 CommandResult Camera::execute(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                               std::uint32_t length)
 {
-    std::lock_guard<std::mutex> guard(m_lock);
+    // The link's time runs from the command's arrival: the camera's own work
+    // happens while the link is busy, not after it.
+    const LinkClock::Clock::time_point arrived = LinkClock::Clock::now();
+    LinkClock::Clock::time_point due;
+    CommandResult result{};
+    {
+        std::lock_guard<std::mutex> guard(m_lock);
+        result = executeLocked(cdb, cdbLength, data, length);
+        // A command that is never answered holds no link time.
+        if (m_options.link == LinkModel::kInstant || result.disposition != Disposition::kComplete)
+            return result;
+        due = m_link.schedule(linkCommandTime(m_options.link, result.transferred), arrived);
+    }
+    // The wait is outside the lock: the control API stays at hand meanwhile.
+    std::this_thread::sleep_until(due);
+    m_link.answered(LinkClock::Clock::now());
+    return result;
+}
+
+CommandResult Camera::executeLocked(const std::uint8_t* cdb, std::size_t cdbLength,
+                                    std::uint8_t* data, std::uint32_t length)
+{
     if (cdb == nullptr || cdbLength == 0 || (data == nullptr && length != 0)) return {kError, 0};
     const std::uint8_t opcode = cdb[0];
     ReceivedCommand record{std::vector<std::uint8_t>(cdb, cdb + cdbLength), length, {}};
@@ -102,12 +124,11 @@ CommandResult Camera::requestSense(std::uint8_t* data, std::uint32_t length)
     return {kSuccess, count};
 }
 
-std::vector<std::uint8_t> Camera::answer(std::uint32_t type,
-                                         const std::vector<std::uint8_t>& payload)
+Reply Camera::answer(std::uint32_t type, const std::vector<std::uint8_t>& payload)
 {
     if (type == kRapiFrame) {
         // The Remote API reply is sent as it is (faults of its own above).
-        return m_remoteApi.answer(payload).value_or(std::vector<std::uint8_t>());
+        return m_remoteApi.answer(payload).value_or(Reply{});
     }
     std::optional<Message> reply = answerHandshake({type, payload}, m_options);
     if (!reply) return {};
@@ -116,7 +137,7 @@ std::vector<std::uint8_t> Camera::answer(std::uint32_t type,
         if (m_replyOverride->length) reply->data.resize(*m_replyOverride->length);
         m_replyOverride.reset();
     }
-    return encodeMessage(reply->type, reply->data);
+    return {encodeMessage(reply->type, reply->data), {}};
 }
 
 void Camera::configure(const CameraOptions& options)

@@ -13,6 +13,7 @@
 #include "sim/event_queue.h"
 #include "sim/fault_script.h"
 #include "sim/image_params.h"
+#include "sim/link_model.h"
 #include "sim/message_port.h"
 #include "sim/release.h"
 #include "sim/remote_api.h"
@@ -57,14 +58,18 @@ public:
     explicit Camera(CameraOptions options = {});
 
     // Runs one command. `data` is the host's buffer of `length` bytes: the
-    // source of a write, the destination of a read.
+    // source of a write, the destination of a read. With a link model, the
+    // answer comes when the modelled link would have delivered it.
     CommandResult execute(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                           std::uint32_t length);
 
     // --- control API -------------------------------------------------------
-    // Changes the camera's identity and answers for the next connection.
+    // Changes the camera's identity and answers for the next connection,
+    // and its link model from the next command on.
     void configure(const CameraOptions& options);
     CameraOptions options() const;
+    // The link time of every command answered under a link model.
+    std::chrono::nanoseconds linkTime() const { return m_link.total(); }
     // The next commands (of the fault's operation code) answer as scripted.
     void injectFault(const CommandFault& fault);
     void injectFaults(const std::vector<CommandFault>& faults);
@@ -115,11 +120,13 @@ public:
     void clearRecords();
 
 private:
+    CommandResult executeLocked(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
+                                std::uint32_t length);
     CommandResult perform(std::uint8_t opcode, std::uint8_t* data, std::uint32_t length);
     CommandResult requestSense(std::uint8_t* data, std::uint32_t length);
     CommandResult inquiry(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                           std::uint32_t length);
-    std::vector<std::uint8_t> answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
+    Reply answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
 
     mutable std::mutex m_lock;
     CameraOptions m_options;
@@ -135,6 +142,7 @@ private:
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;
     std::vector<ReceivedCommand> m_received;
+    LinkClock m_link;
 };
 
 // The camera of one name in this process, created on first use: every

@@ -1,5 +1,8 @@
-// Who the simulated camera says it is, and how it answers a connect request.
+// Who the simulated camera says it is, how it answers a connect request, and
+// how fast its link is.
 #pragma once
+
+#include "sim/link_model.h"
 
 #include <cstdint>
 
@@ -15,6 +18,7 @@ struct CameraOptions {
     std::uint32_t blockSize = 0xFF00;
     std::uint32_t deviceId = 0x00000001;
     std::uint32_t connectAnswer = 0;  // 0 SUCCESS, 1 ALREADY, 2 FAILED, 3 WAIT
+    LinkModel link = LinkModel::kInstant;
 };
 
 }  // namespace sim

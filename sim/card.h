@@ -7,6 +7,8 @@
 // told.
 #pragma once
 
+#include "sim/byte_source.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -39,9 +41,13 @@ public:
     virtual std::optional<CardEntry> find(const CardPath& path) const = 0;
     // A directory's entries, by name.
     virtual std::vector<CardEntry> children(const CardPath& directory) const = 0;
-    // Up to `limit` bytes of a file from its start; false when they cannot be read.
-    virtual bool read(const CardPath& file, std::size_t limit,
-                      std::vector<std::uint8_t>& bytes) const = 0;
+    // Up to `limit` bytes of a file from its start, to be read in pieces
+    // later: what the file holds now, even if it is written meanwhile where
+    // the card can keep it so. A source without a reader when the file
+    // cannot be read.
+    virtual ByteSource open(const CardPath& file, std::size_t limit) const = 0;
+    // The same bytes at once; false when they cannot be read.
+    bool read(const CardPath& file, std::size_t limit, std::vector<std::uint8_t>& bytes) const;
     // Creates or replaces a file (or appends to it), giving it `time`.
     virtual bool write(const CardPath& file, const std::uint8_t* bytes, std::size_t count,
                        bool append, std::uint32_t time) = 0;

@@ -171,20 +171,25 @@ std::uint64_t DirectoryCard::capacity() const
     return used() + (error ? 0 : space.available);
 }
 
-bool DirectoryCard::read(const CardPath& file, std::size_t limit,
-                         std::vector<std::uint8_t>& bytes) const
+// The file stays open while its bytes are read, range by range, so that no
+// copy of a large file is held. A host program that changes the file
+// meanwhile changes what is sent (a card in a camera cannot be written under
+// it); a file shortened meanwhile fails the read of what is gone.
+ByteSource DirectoryCard::open(const CardPath& file, std::size_t limit) const
 {
     const std::optional<fs::path> host = resolve(file);
-    if (!host) return false;
-    std::ifstream in(*host, std::ios::binary);
-    if (!in) return false;
+    if (!host) return {};
+    auto in = std::make_shared<std::ifstream>(*host, std::ios::binary);
     std::error_code error;
     const std::uintmax_t size = fs::file_size(*host, error);
-    if (error) return false;
-    bytes.assign(static_cast<std::size_t>(std::min<std::uintmax_t>(limit, size)), 0);
-    in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    bytes.resize(static_cast<std::size_t>(in.gcount()));
-    return !in.bad();
+    if (!*in || error) return {};
+    return {std::min<std::uint64_t>(limit, size),
+            [in](std::uint64_t offset, std::uint8_t* out, std::size_t count) {
+                in->clear();
+                in->seekg(static_cast<std::streamoff>(offset));
+                in->read(reinterpret_cast<char*>(out), static_cast<std::streamsize>(count));
+                return static_cast<std::size_t>(in->gcount()) == count;
+            }};
 }
 
 bool DirectoryCard::write(const CardPath& file, const std::uint8_t* bytes, std::size_t count,

@@ -38,8 +38,7 @@ public:
     std::uint64_t used() const override;
     std::optional<CardEntry> find(const CardPath& path) const override;
     std::vector<CardEntry> children(const CardPath& directory) const override;
-    bool read(const CardPath& file, std::size_t limit,
-              std::vector<std::uint8_t>& bytes) const override;
+    ByteSource open(const CardPath& file, std::size_t limit) const override;
     bool write(const CardPath& file, const std::uint8_t* bytes, std::size_t count, bool append,
                std::uint32_t time) override;
     bool makeDirectory(const CardPath& directory, std::uint32_t time) override;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 
 namespace sim {
 
@@ -72,14 +73,17 @@ std::vector<CardEntry> MemoryCard::children(const CardPath& directory) const
     return entries;
 }
 
-bool MemoryCard::read(const CardPath& file, std::size_t limit,
-                      std::vector<std::uint8_t>& bytes) const
+ByteSource MemoryCard::open(const CardPath& file, std::size_t limit) const
 {
     const Node* at = node(file);
-    if (at == nullptr || at->entry.directory()) return false;
-    const std::size_t count = std::min(limit, at->data->size());
-    bytes.assign(at->data->begin(), at->data->begin() + static_cast<std::ptrdiff_t>(count));
-    return true;
+    if (at == nullptr || at->entry.directory()) return {};
+    // A write gives the file new bytes rather than changing these.
+    std::shared_ptr<const std::vector<std::uint8_t>> data = at->data;
+    return {std::min<std::uint64_t>(limit, data->size()),
+            [data](std::uint64_t offset, std::uint8_t* out, std::size_t count) {
+                if (count != 0) std::memcpy(out, data->data() + offset, count);
+                return true;
+            }};
 }
 
 bool MemoryCard::write(const CardPath& file, const std::uint8_t* bytes, std::size_t count,

@@ -44,18 +44,36 @@ std::optional<Message> MessagePort::write(const std::uint8_t* bytes, std::size_t
     return message;
 }
 
+void MessagePort::setReply(Reply reply)
+{
+    m_head = std::move(reply.head);
+    m_body = std::move(reply.body);
+    m_readAt = 0;
+}
+
 std::size_t MessagePort::read(std::uint8_t* bytes, std::size_t length)
 {
-    const std::size_t count = std::min(length, m_outgoing.size());
-    std::memcpy(bytes, m_outgoing.data(), count);
-    m_outgoing.erase(m_outgoing.begin(), m_outgoing.begin() + static_cast<std::ptrdiff_t>(count));
+    const std::uint64_t waiting = m_head.size() + m_body.length - m_readAt;
+    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(length, waiting));
+    // Within the head, the position fits the head's size type.
+    const auto headAt = static_cast<std::size_t>(std::min<std::uint64_t>(m_readAt, m_head.size()));
+    const std::size_t fromHead = std::min(count, m_head.size() - headAt);
+    if (fromHead != 0) std::memcpy(bytes, m_head.data() + headAt, fromHead);
+    // A body that cannot be read (a host file shortened since it was
+    // announced) gives nothing: the host's read fails in its own time
+    // rather than taking bytes that are not the file's.
+    if (count > fromHead &&
+        !m_body.read(m_readAt + fromHead - m_head.size(), bytes + fromHead, count - fromHead))
+        return 0;
+    m_readAt += count;
+    if (m_readAt == m_head.size() + m_body.length) setReply({});  // all read: its memory goes
     return count;
 }
 
 void MessagePort::reset()
 {
     m_incoming.clear();
-    m_outgoing.clear();
+    setReply({});
 }
 
 }  // namespace sim

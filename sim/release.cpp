@@ -204,7 +204,7 @@ public:
         RapiAnswer answer;
         append(answer.record, static_cast<std::uint32_t>(image->size()));
         answer.record.resize(kReleasedDataParams, 0);
-        answer.data = *image;
+        answer.data = bytesSource(*image);
         return answer;
     }
 

@@ -68,7 +68,7 @@ RemoteApi::RemoteApi()
         RapiAnswer answer;
         answer.record.assign(16, 0);
         std::memcpy(answer.record.data(), &m_benchmarkSize, 4);
-        answer.data = benchmarkData(m_benchmarkSize);
+        answer.data = bytesSource(benchmarkData(m_benchmarkSize));
         return answer;
     });
     define(0x13100001, [](const RapiRequest&) { return RapiAnswer{}; });  // firmware-update test
@@ -79,7 +79,7 @@ void RemoteApi::define(std::uint32_t request, Handler handler)
     m_handlers[request] = std::move(handler);
 }
 
-std::optional<std::vector<std::uint8_t>> RemoteApi::answer(const std::vector<std::uint8_t>& payload)
+std::optional<Reply> RemoteApi::answer(const std::vector<std::uint8_t>& payload)
 {
     if (payload.size() < kRequestHeader) return std::nullopt;
     RapiRequest request{wordAt(payload, 0), wordAt(payload, 4), wordAt(payload, 8),
@@ -99,10 +99,8 @@ std::optional<std::vector<std::uint8_t>> RemoteApi::answer(const std::vector<std
         fault = spoiled->second;
         m_faults.erase(spoiled);
     }
-    std::vector<std::uint8_t> bytes =
-        encodeMessage(kRapiReplyFrame, replyMessage(request, answer, fault));
-    bytes.insert(bytes.end(), answer.data.begin(), answer.data.end());
-    return bytes;
+    return Reply{encodeMessage(kRapiReplyFrame, replyMessage(request, answer, fault)),
+                 std::move(answer.data)};
 }
 
 }  // namespace sim

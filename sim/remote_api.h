@@ -5,6 +5,8 @@
 // settings and release-control commands extend.
 #pragma once
 
+#include "sim/message_port.h"
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -24,7 +26,7 @@ struct RapiRequest {
 struct RapiAnswer {
     std::uint32_t errorCode = 0;
     std::vector<std::uint8_t> record;  // after the 20-byte reply header
-    std::vector<std::uint8_t> data;    // an announced data phase, read after the reply
+    ByteSource data;                   // an announced data phase, read after the reply
     bool replies = true;               // false: the command gets no reply at all
 };
 
@@ -49,7 +51,7 @@ public:
     // The bytes the camera sends back for a request message's payload: the
     // reply frame and any data phase after it; nothing when it does not
     // answer. A payload too short for a request header is not answered.
-    std::optional<std::vector<std::uint8_t>> answer(const std::vector<std::uint8_t>& payload);
+    std::optional<Reply> answer(const std::vector<std::uint8_t>& payload);
 
     void injectFault(std::uint32_t request, const RapiFault& fault) { m_faults[request] = fault; }
     bool notifying() const { return m_notifying; }

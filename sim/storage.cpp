@@ -43,11 +43,16 @@ RapiAnswer words(std::initializer_list<std::uint32_t> values, std::size_t record
 }
 
 // Data announced in the first word of a 16-byte record.
-RapiAnswer announce(std::vector<std::uint8_t> data)
+RapiAnswer announce(ByteSource data)
 {
-    RapiAnswer answer = words({static_cast<std::uint32_t>(data.size())}, 16);
+    RapiAnswer answer = words({static_cast<std::uint32_t>(data.length)}, 16);
     answer.data = std::move(data);
     return answer;
+}
+
+RapiAnswer announce(std::vector<std::uint8_t> data)
+{
+    return announce(bytesSource(std::move(data)));
 }
 
 bool sameName(const std::string& a, const std::string& b) { return cardName(a) == cardName(b); }
@@ -239,10 +244,9 @@ public:
         if (!place) return refuse(error, 16);
         const std::optional<CardEntry> found = place->volume->card->find(place->path);
         if (!found || found->directory()) return refuse(kRapiNoSuchPath, 16);
-        std::vector<std::uint8_t> bytes;
         const std::size_t limit = mode == 1 ? m_state.headerBytes : found->size;
-        if (!place->volume->card->read(place->path, limit, bytes))
-            return refuse(kRapiCardError, 16);
+        ByteSource bytes = place->volume->card->open(place->path, limit);
+        if (!bytes.read) return refuse(kRapiCardError, 16);
         return announce(std::move(bytes));
     }
 

@@ -210,7 +210,7 @@ TEST_F(ConnectionCycle, AnnouncedDataIsReadInPartsAndCountedDown)
     m_camera->defineRapiCommand(0x11200001, [](const sim::RapiRequest&) {
         // A record whose first word announces 1000 bytes of data.
         return sim::RapiAnswer{
-            0, {0xE8, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, sim::benchmarkData(1000)};
+            0, {0xE8, 0x03, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, sim::bytesSource(sim::benchmarkData(1000))};
     });
     ASSERT_EQ(call(0x11200001, {'A', 0}, 16), vkRN_OK);
     EXPECT_EQ(m_object->m_lastRapi.dwRemaining, 1000u);

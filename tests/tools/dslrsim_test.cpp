@@ -51,7 +51,7 @@ TEST(Dslrsim, HelpAndCommandLineErrors)
     const Case cases[] = {
         // clang-format off
         {{"--help"}, 0,
-         {"--listen", "--tcmu", "--model", "--block-size", "--owner", "--clock-offset", "--help", "unix:", "tcp:"}},
+         {"--listen", "--tcmu", "--model", "--block-size", "--owner", "--clock-offset", "--link", "--help", "unix:", "tcp:"}},
         {{}, 2, {"one of --listen ADDRESS and --tcmu NAME is required"}},
         {{"--listen", "unix:/tmp/x", "--tcmu", "cam"}, 2, {"one of --listen ADDRESS and --tcmu NAME"}},
         {{"--tcmu", "user_1/cam"}, 2, {"bad backstore name"}},
@@ -63,6 +63,7 @@ TEST(Dslrsim, HelpAndCommandLineErrors)
         {{"--listen", "unix:/tmp/x", "--block-size", "0"}, 2, {"--block-size must not be 0"}},
         {{"--listen", "unix:/tmp/x", "--owner", std::string(32, 'o')}, 2, {"owner name longer than 31 characters"}},
         {{"--listen", "unix:/tmp/x", "--clock-offset", "1h"}, 2, {"bad number of seconds '1h' for --clock-offset"}},
+        {{"--listen", "unix:/tmp/x", "--link", "s800"}, 2, {"bad link model 's800'"}},
     };
     // clang-format on
     for (const Case& test : cases) {

@@ -42,7 +42,7 @@ constexpr std::size_t kLongestOwner = 31;
 std::string usage()
 {
     return "usage: dslrsim (--listen ADDRESS | --tcmu NAME) [--model ID] [--block-size BYTES] [--owner NAME]\n"
-           "               [--clock-offset SECONDS] [--card VOLUME=DIR]...\n"
+           "               [--clock-offset SECONDS] [--card VOLUME=DIR]... [--link MODEL]\n"
            "\n"
            "Serves one simulated camera over the scsi-sock protocol, or as a kernel\n"
            "SCSI device through the userspace target (docs/linux-sg.md).\n"
@@ -58,6 +58,9 @@ std::string usage()
            "  --card VOLUME=DIR    the card in ATA01 or ATA02 is the host directory DIR,\n"
            "                       read and write (default: the demo card in ATA01 and\n"
            "                       an empty card in ATA02, both in memory)\n"
+           "  --link MODEL         s400: each command takes the time an IEEE 1394a S400\n"
+           "                       link would (40 MB/s and 100 us per command); none:\n"
+           "                       answer at the machine's speed (the default)\n"
            "  --help               print this text and exit\n"
            "\n"
            "Numbers are decimal or 0x-hex. SIGINT or SIGTERM ends the server.\n";
@@ -71,8 +74,9 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
             options.help = true;
             return true;
         }
-        if (option != "--listen" && option != "--tcmu" && option != "--model" && option != "--block-size" &&
-            option != "--owner" && option != "--clock-offset" && option != "--card") {
+        if (option != "--listen" && option != "--tcmu" && option != "--model" &&
+            option != "--block-size" && option != "--owner" && option != "--clock-offset" &&
+            option != "--card" && option != "--link") {
             error = "unknown option '" + option + "'";
             return false;
         }
@@ -108,6 +112,12 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
                 return false;
             }
             options.cards.emplace_back(volume, value.substr(equals + 1));
+        } else if (option == "--link") {
+            if (value != "s400" && value != "none") {
+                error = "bad link model '" + value + "' (expected s400 or none)";
+                return false;
+            }
+            options.link = value == "s400" ? sim::LinkModel::kS400 : sim::LinkModel::kInstant;
         } else if (option == "--clock-offset") {
             if (!parseSeconds(value, options.clockOffset)) {
                 error = "bad number of seconds '" + value + "' for --clock-offset";

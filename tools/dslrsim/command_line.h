@@ -1,6 +1,8 @@
 // dslrsim's command line.
 #pragma once
 
+#include "sim/link_model.h"
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -17,6 +19,7 @@ struct Options {
     std::int64_t clockOffset = 0;  // seconds added to the camera's clock
     // Volumes served from host directories: (volume name, directory).
     std::vector<std::pair<std::string, std::string>> cards;
+    sim::LinkModel link = sim::LinkModel::kInstant;
     bool help = false;
 };
 

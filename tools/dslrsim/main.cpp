@@ -66,6 +66,7 @@ int main(int argc, char** argv)
     sim::CameraOptions identity;
     identity.modelId = options.modelId;
     identity.blockSize = options.blockSize;
+    identity.link = options.link;
     camera.configure(identity);
     sim::SettingsState settings = camera.settings();
     if (!options.owner.empty()) settings.owner = options.owner;

@@ -2,10 +2,12 @@
 
 #include "platform/devices/scsi_sock.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <vector>
 
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace dslrsim {
@@ -25,15 +27,30 @@ bool receiveAll(int fd, void* bytes, std::size_t length)
     return true;
 }
 
-bool sendAll(int fd, const void* bytes, std::size_t length)
+// Sends both parts in one call, so that the host wakes once for a reply
+// and its data rather than once for each.
+bool sendAll(int fd, const void* head, std::size_t headLength, const void* data,
+             std::size_t dataLength)
 {
-    const auto* position = static_cast<const std::uint8_t*>(bytes);
-    while (length > 0) {
-        const ssize_t sent = ::send(fd, position, length, MSG_NOSIGNAL);
+    iovec parts[2] = {{const_cast<void*>(head), headLength}, {const_cast<void*>(data), dataLength}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    while (parts[0].iov_len + parts[1].iov_len > 0) {
+        const ssize_t sent = ::sendmsg(fd, &message, MSG_NOSIGNAL);
         if (sent < 0 && errno == EINTR) continue;
         if (sent <= 0) return false;
-        position += sent;
-        length -= static_cast<std::size_t>(sent);
+        auto left = static_cast<std::size_t>(sent);
+        for (iovec& part : parts) {
+            const std::size_t taken = std::min(left, part.iov_len);
+            part.iov_base = static_cast<std::uint8_t*>(part.iov_base) + taken;
+            part.iov_len -= taken;
+            left -= taken;
+        }
+        if (parts[0].iov_len == 0) {
+            message.msg_iov = &parts[1];
+            message.msg_iovlen = 1;
+        }
     }
     return true;
 }
@@ -57,22 +74,24 @@ bool sendReply(int fd, const scsisock::Request& request, const sim::CommandResul
     reply.transferred = result.transferred;
     std::uint8_t header[scsisock::kReplySize];
     scsisock::encode(reply, header);
-    if (!sendAll(fd, header, sizeof(header))) return false;
-    return request.direction != scsisock::kDataIn || sendAll(fd, data.data(), result.transferred);
+    const std::size_t count = request.direction == scsisock::kDataIn ? result.transferred : 0;
+    return sendAll(fd, header, sizeof(header), data.data(), count);
 }
 
 }  // namespace
 
 void serveSession(int fd, sim::Camera& camera)
 {
+    std::vector<std::uint8_t> data;  // one command's data; its room kept for the next
     for (;;) {
         std::uint8_t header[scsisock::kRequestSize];
         scsisock::Request request;
         if (!receiveAll(fd, header, sizeof(header)) || !scsisock::decode(header, request) ||
             request.transferLength > kMaxTransfer)
             return;
-        std::vector<std::uint8_t> data(request.transferLength);
-        if (request.direction == scsisock::kDataOut && !receiveAll(fd, data.data(), data.size()))
+        if (data.size() < request.transferLength) data.resize(request.transferLength);
+        if (request.direction == scsisock::kDataOut &&
+            !receiveAll(fd, data.data(), request.transferLength))
             return;
         sim::CommandResult result = camera.execute(request.cdb.data(), request.cdbLength,
                                                    data.data(), request.transferLength);

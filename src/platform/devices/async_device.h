@@ -1,13 +1,20 @@
-// The overlapped side of a provider device, the same on every system:
-// DeviceIoControl queues a still-image command and returns ERROR_IO_PENDING;
-// a worker thread of the handle runs the commands in order on the target and
-// completes each by storing its status in the OVERLAPPED record, writing the
-// SRB status through the command block's pointer and signalling the record's
-// event, as the still-image driver does.
+// The overlapped side of a provider device, the same on every system. A
+// command completes by storing its status in the OVERLAPPED record, writing
+// the SRB status through the command block's pointer and signalling the
+// record's event, as the still-image driver does.
+//
+// A command with nothing ahead of it runs on the caller's thread, straight
+// on the caller's buffers, and when the device answers at once (the
+// in-process camera always, a socket camera within a few milliseconds)
+// DeviceIoControl returns having completed it, as a Windows driver may
+// complete a request before returning. A slower answer is left to a worker
+// thread of the handle (started when first needed), which also runs the
+// commands queued behind a running one, in order; DeviceIoControl then
+// returns ERROR_IO_PENDING.
 //
 // The caller's buffers are touched only while a command is still the
-// caller's: data is staged, and a cancelled or closed command never writes
-// into memory its caller may already have reused.
+// caller's: queued data is staged, and a cancelled or closed command never
+// writes into memory its caller may already have reused.
 #pragma once
 
 #include "platform/devices/scsi_target.h"
@@ -46,8 +53,17 @@ public:
 private:
     struct Job;
 
-    DWORD queueCommand(const void* in, DWORD inSize, BYTE* out, DWORD outSize,
-                       LPOVERLAPPED overlapped);
+    DWORD submitCommand(const void* in, DWORD inSize, BYTE* out, DWORD outSize,
+                        LPOVERLAPPED overlapped);
+    void stage(Job& job);
+    bool claimForInline();
+    DWORD runInline(const std::shared_ptr<Job>& job);
+    DWORD completeInline(const std::shared_ptr<Job>& job, const ScsiOutcome& outcome,
+                         std::unique_lock<std::mutex>& lock);
+    DWORD handOver(const std::shared_ptr<Job>& job);
+    bool startWorkerLocked();
+    DWORD queue(std::shared_ptr<Job> job);
+    void settle(const std::shared_ptr<Job>& job, const ScsiOutcome& outcome);
     void run();
     void runJob(const std::shared_ptr<Job>& job);
     void finish(Job& job, ULONG_PTR status, const ScsiOutcome& outcome);
@@ -58,7 +74,9 @@ private:
     std::condition_variable m_changed;
     std::deque<std::shared_ptr<Job>> m_queue;
     std::vector<std::shared_ptr<Job>> m_started;  // given to the target, not yet answered
+    std::shared_ptr<Job> m_handedOver;  // started on the caller's thread, for the worker to finish
     DWORD m_timeoutMs = 0;
+    bool m_running = false;  // a command is in the target, on the worker or inline
     bool m_lost = false;
     bool m_stopping = false;
     std::thread m_worker;

@@ -41,6 +41,30 @@ public:
     // May block for as long as the device takes.
     virtual ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer,
                                 std::uint8_t* sense) = 0;
+
+    // A command in two halves, so that the caller's thread can run it when
+    // the device answers quickly and leave the wait to a worker when not:
+    // start() hands the command over (the data of a write is taken then),
+    // answerWithin() says whether its answer is there within the time
+    // given, and finish() takes the answer into `buffer` and `sense`,
+    // waiting as long as the device takes. One command at a time. The
+    // halves of a target that cannot split a command run it all in
+    // finish(), and its answer is never said to be there at once.
+    virtual void start(const ScsiCommand& command, const std::uint8_t* buffer)
+    {
+        (void)command;
+        (void)buffer;
+    }
+    virtual bool answerWithin(std::uint32_t milliseconds)
+    {
+        (void)milliseconds;
+        return false;
+    }
+    virtual ScsiOutcome finish(const ScsiCommand& command, std::uint8_t* buffer,
+                               std::uint8_t* sense)
+    {
+        return execute(command, buffer, sense);
+    }
     // Makes a blocked execute() return soon (as a lost device); used when the
     // handle is closed. Later calls may fail at once.
     virtual void interrupt() {}

@@ -13,6 +13,10 @@ class SimTarget : public ScsiTarget {
 public:
     explicit SimTarget(std::shared_ptr<sim::Camera> camera) : m_camera(std::move(camera)) {}
 
+    // The camera answers from memory, or after its link model's time; a
+    // command it will never answer comes back at once as such.
+    bool answerWithin(std::uint32_t) override { return true; }
+
     ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer, std::uint8_t*) override
     {
         const sim::CommandResult result =

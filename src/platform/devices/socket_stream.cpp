@@ -16,6 +16,7 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -153,6 +154,24 @@ bool SocketStream::receiveAll(void* bytes, std::size_t length)
         length -= static_cast<std::size_t>(received);
     }
     return true;
+}
+
+bool SocketStream::readable(std::uint32_t milliseconds)
+{
+#ifdef _WIN32
+    fd_set ready;
+    FD_ZERO(&ready);
+    FD_SET(native(m_socket), &ready);
+    timeval wait{static_cast<long>(milliseconds / 1000),
+                 static_cast<long>(milliseconds % 1000) * 1000};
+    return ::select(0, &ready, nullptr, nullptr, &wait) != 0;  // an error: let the receive say
+#else
+    pollfd ready{native(m_socket), POLLIN, 0};
+    int result = 0;
+    while ((result = ::poll(&ready, 1, static_cast<int>(milliseconds))) < 0 && interrupted()) {
+    }
+    return result != 0;
+#endif
 }
 
 void SocketStream::shutdown()

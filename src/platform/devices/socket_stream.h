@@ -24,6 +24,9 @@ public:
     // Both return false when the peer has gone or the stream was shut down.
     bool sendAll(const void* bytes, std::size_t length);
     bool receiveAll(void* bytes, std::size_t length);
+    // Whether bytes (or the end of the stream) can be received within
+    // `milliseconds`, so that a receive would not wait.
+    bool readable(std::uint32_t milliseconds);
     // Ends both directions: a blocked send or receive returns at once.
     void shutdown();
 

@@ -9,6 +9,8 @@
 #include "platform/scsiscan.h"
 
 #include <algorithm>
+#include <optional>
+#include <vector>
 
 namespace devices {
 
@@ -26,18 +28,44 @@ public:
     ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer,
                         std::uint8_t* sense) override
     {
-        if (!describableCdb(command.cdbLength)) return {SRB_STATUS_INVALID_REQUEST, 0};
-        if (m_lost || !sendRequest(command, buffer)) return lost();
+        start(command, buffer);
+        return finish(command, buffer, sense);
+    }
+
+    void start(const ScsiCommand& command, const std::uint8_t* buffer) override
+    {
+        m_early.reset();
+        if (!describableCdb(command.cdbLength)) {
+            m_early = ScsiOutcome{SRB_STATUS_INVALID_REQUEST, 0};
+        } else if (m_lost || !sendRequest(command, buffer)) {
+            m_early = lost();
+        }
+    }
+
+    bool answerWithin(std::uint32_t milliseconds) override
+    {
+        return m_early.has_value() || m_stream->readable(milliseconds);
+    }
+
+    ScsiOutcome finish(const ScsiCommand& command, std::uint8_t* buffer,
+                       std::uint8_t* sense) override
+    {
+        if (m_early) return *m_early;
         scsisock::Reply reply;
         if (!receiveReply(command, reply)) return lost();
-        if (command.direction == DataDirection::kIn &&
-            !m_stream->receiveAll(buffer, reply.transferred))
-            return lost();
+        // The data lands in the caller's buffer only once all of it came: a
+        // stream that breaks in the middle leaves the buffer as it was.
+        if (command.direction == DataDirection::kIn) {
+            if (m_incoming.size() < reply.transferred) m_incoming.resize(reply.transferred);
+            if (!m_stream->receiveAll(m_incoming.data(), reply.transferred)) return lost();
+        }
         std::uint8_t senseBytes[255];
         if (!m_stream->receiveAll(senseBytes, reply.senseLength)) return lost();
         // The camera may send less sense than there is room for, never more.
         const std::uint8_t kept = std::min(reply.senseLength, command.senseLength);
         std::copy(senseBytes, senseBytes + kept, sense);
+        if (command.direction == DataDirection::kIn)
+            std::copy_n(m_incoming.data(), reply.transferred, buffer);
         return {reply.srbStatus, reply.transferred, kept, Completion::kDone};
     }
 
@@ -80,6 +108,8 @@ private:
     std::unique_ptr<SocketStream> m_stream;
     std::uint32_t m_tag = 0;
     bool m_lost = false;
+    std::vector<std::uint8_t> m_incoming;  // a reply's data, kept (and its room) between commands
+    std::optional<ScsiOutcome> m_early;    // the started command's outcome, known before any reply
 };
 
 }  // namespace

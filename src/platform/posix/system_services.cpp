@@ -10,6 +10,7 @@
 #include <ctime>
 #include <new>
 #include <pthread.h>
+#include <sched.h>
 #include <string>
 
 namespace os::posix {
@@ -76,6 +77,14 @@ DWORD millisecondsSinceBoot()
 
 void WINAPI sleepMilliseconds(DWORD milliseconds)
 {
+    // Sleep(0) gives the processor to another ready thread and returns at
+    // once when there is none. A zero nanosleep is no such thing: Linux
+    // still arms a timer and sleeps out its slack, 50 us and more, which the
+    // channel's Sleep(0) after every message would pay each time.
+    if (milliseconds == 0) {
+        sched_yield();
+        return;
+    }
     timespec duration{static_cast<time_t>(milliseconds / 1000),
                       static_cast<long>(milliseconds % 1000) * 1000000L};
     while (nanosleep(&duration, &duration) != 0 && errno == EINTR) {
