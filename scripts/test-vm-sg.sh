@@ -78,11 +78,18 @@ for module in configfs scsi_common scsi_mod crc-t10dif uio target_core_mod targe
 done
 printf '%s\n' "${order[@]}" >"$root/modules/order"
 
-# Our binaries at their own paths, with the shared libraries they load.
+# Our binaries with the shared libraries they load: the system's at their
+# own paths, our library in /usr/lib, since the build folder's path (found
+# through the binaries' run path) may lie under /tmp, which the machine
+# mounts afresh.
+mkdir -p "$root/usr/lib"
 for binary in "${binaries[@]}"; do
   cp "$binary" "$root/bin/"
   for library in $(ldd "$binary" | grep -o '/[^ ]*'); do
-    cp --parents -L "$library" "$root/"
+    case "$library" in
+      "$build"/*) cp -L "$library" "$root/usr/lib/" ;;
+      *) cp --parents -L "$library" "$root/" ;;
+    esac
   done
 done
 head -c 1500000 /dev/urandom >"$root/data/RND_0001.JPG"
