@@ -61,6 +61,19 @@ TEST_F(SimCamera, HandshakeLearnsModelAndBlockSizeThatLongMessagesFollow)
     EXPECT_EQ(m_manager->DisConnectCamera(), vkRN_OK);
 }
 
+// A camera serving others for hours keeps no records, and answers the same.
+TEST_F(SimCamera, WithoutRecordsItStillAnswers)
+{
+    sim::CameraOptions options;
+    options.keepRecords = false;
+    m_camera->configure(options);
+    EXPECT_EQ(connect(), vkRN_OK);
+    EXPECT_TRUE(m_camera->received().empty());
+    EXPECT_TRUE(m_camera->messagesReceived().empty());
+    EXPECT_EQ(m_manager->DisConnectCamera(), vkRN_OK);
+    m_camera->configure({});
+}
+
 // Each sense read answers in fixed format and hands out the oldest event;
 // the ASCQ counts those still waiting after it, so the host reads again at
 // once until it is 0. With nothing queued the read answers all the same.
