@@ -189,30 +189,6 @@ std::vector<ScriptedCompletion> camera(DWORD connectCode, DWORD deviceID, DWORD 
 
 using Handshake = FakePort;
 
-TEST_F(Handshake, ConnectsLearnsTheCameraAndAgreesOnTheBlockSize)
-{
-    ScriptedDevice device(camera(0, 0x1234, 0x8000, 0x8000));
-    DWORD deviceID = 0, model = 0;
-    WORD endian = 0xFFFF;
-    ASSERT_EQ(m_manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
-    EXPECT_EQ(deviceID, 0x1234u);
-    EXPECT_EQ(model, 0x80000402u);
-    EXPECT_EQ(endian, 0);
-    EXPECT_EQ(m_manager->m_maxScsiDataSize, 0x8000u);
-
-    const std::vector<DWORD> requests = {0x10000001, 0x10000003, 0x10000004, 0x10000005};
-    ASSERT_EQ(device.commands().size(), 8u);
-    for (std::size_t i = 0; i < requests.size(); ++i) {
-        EXPECT_EQ(device.commands()[2 * i].cdb[0], SCSIOP_WRITE10);
-        ASSERT_GE(device.commands()[2 * i].data.size(), 4u);
-        EXPECT_EQ(wordAt(device.commands()[2 * i].data.data()), requests[i]);
-        EXPECT_EQ(device.commands()[2 * i + 1].cdb[0], SCSIOP_READ10);
-    }
-    EXPECT_EQ(device.commands()[3].transferLength, 24u);  // device-ID reply: 8 + 16 bytes
-    const Bytes setNegotiation = {0x05, 0, 0, 0x10, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0x80, 0, 0};
-    EXPECT_EQ(device.commands()[6].data, setNegotiation);
-}
-
 TEST_F(Handshake, EveryWayItCanEnd)
 {
     struct Case {

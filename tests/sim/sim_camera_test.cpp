@@ -35,9 +35,18 @@ TEST_F(SimCamera, HandshakeLearnsModelAndBlockSizeThatLongMessagesFollow)
     ASSERT_EQ(m_manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
     EXPECT_EQ(deviceID, 0x42u);
     EXPECT_EQ(model, 0x80000529u);
+    EXPECT_EQ(endian, 0);
     EXPECT_EQ(m_manager->m_maxScsiDataSize, 0x8000u);
     EXPECT_EQ(m_camera->messagesReceived(),
               (std::vector<std::uint32_t>{0x10000001, 0x10000003, 0x10000004, 0x10000005}));
+    // Each request is written, then its reply read; the agreed size goes back
+    // to the camera in the set-negotiation message.
+    const std::vector<sim::ReceivedCommand> handshake = m_camera->received();
+    ASSERT_EQ(handshake.size(), 8u);
+    for (std::size_t i = 0; i < 8; ++i)
+        EXPECT_EQ(handshake[i].cdb[0], i % 2 == 0 ? SCSIOP_WRITE10 : SCSIOP_READ10) << i;
+    EXPECT_EQ(handshake[6].data,
+              (std::vector<std::uint8_t>{0x05, 0, 0, 0x10, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0x80, 0, 0}));
     m_camera->clearRecords();
 
     m_camera->injectFault({SCSIOP_WRITE10, SRB_STATUS_SUCCESS, 0x6000});
