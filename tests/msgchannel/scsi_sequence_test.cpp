@@ -106,31 +106,19 @@ TEST_F(ScsiSequence, TransfersAreCutIntoNegotiatedBlocksAndPartialCompletionsCon
     EXPECT_TRUE(none.commands().empty());
 }
 
-TEST_F(ScsiSequence, StatusesThatEndATransfer)
+// A command that reports more bytes than it asked for ends the transfer; the
+// device is not taken for gone. (The SRB statuses that end a transfer are the
+// simulator suite's, against the in-process camera.)
+TEST_F(ScsiSequence, CompletionLongerThanAskedEndsTheTransfer)
 {
-    struct Case {
-        std::vector<ScriptedCompletion> script;
-        DWORD result;
-        DWORD flagAfter;
-        const char* text;
-    } cases[] = {
-        // clang-format off
-        {{{0, SRB_STATUS_REQUEST_FLUSHED}}, vkRNERROR_DEVICE_NOT_AVAILABLE, 0,
-         "Transmission went wrong"},
-        {{{0, SRB_STATUS_NO_DEVICE}}, vkRNERROR_TRANSFER_FAILED, 1, "SrbStatus Error(0x8)"},
-        {{{0x200}}, vkRNERROR_TRANSFER_FAILED, 1, "exceeds 0x100"},
-        // clang-format on
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        LogCapture log(0x1);
-        ASSERT_EQ(m_manager->WriteMapFile(1), vkRN_OK);
-        Bytes data(0x100);
-        ScriptedDevice device(c.script);
-        EXPECT_EQ(m_manager->ScsiScanSequence(SCSIOP_READ10, data.data(), 0x100, 10000), c.result);
-        EXPECT_EQ(m_manager->ReadMapFile(), c.flagAfter);
-        EXPECT_TRUE(log.contains(c.text));
-    }
+    LogCapture log(0x1);
+    ASSERT_EQ(m_manager->WriteMapFile(1), vkRN_OK);
+    Bytes data(0x100);
+    ScriptedDevice device({ScriptedCompletion{0x200}});
+    EXPECT_EQ(m_manager->ScsiScanSequence(SCSIOP_READ10, data.data(), 0x100, 10000),
+              vkRNERROR_TRANSFER_FAILED);
+    EXPECT_EQ(m_manager->ReadMapFile(), 1u);
+    EXPECT_TRUE(log.contains("exceeds 0x100"));
 }
 
 TEST_F(ScsiSequence, TimeBudgetsRunOutWithoutWaitingRealSeconds)
