@@ -2,13 +2,14 @@
 // channel instead of the data channel.
 
 #include "log/dbg_log.h"
-#include "memory/borrowed_buffer.h"
-#include "memory/tracked_memory.h"
+#include "memory/message_buffer.h"
 #include "msgchannel/ScsiScanManager.h"
 #include "object/Dslr1394Object.h"
 #include "platform/platform_api.h"
 
 #include "VKRNQ402.h"
+
+#include <cstring>
 
 namespace {
 
@@ -65,23 +66,28 @@ DWORD Dslr1394Object::ScanMngrScsiReadDirect(BYTE* buffer, DWORD length, DWORD* 
 }
 
 // The count is reported as the length on every path: callers look at the
-// result first. The reply is read straight into the caller's buffer (a
-// failed read may leave part of it written); the lengths a message buffer
-// of the channel could not hold are refused as they always were.
+// result first.
 DWORD Dslr1394Object::ScanMngrScsiRead(BYTE* buffer, DWORD length, DWORD* read, DWORD timeout)
 {
     Dbg_Printf(DBG_TAG_DSCS, DBG_ENTRY, "ScanMngrScsiRead()");
     if (read == nullptr || (buffer == nullptr && length != 0)) return vkRNERROR_INVALID_PARAMETER;
     *read = length;
     if (m_scsiScanMngrPtr == nullptr) return vkRNERROR_PORT_NOT_OPEN;  // Initialize failed
-    if (length == 0 || !MEM_FitsWithHeader(length)) {
+    auto* message = new MessageBuffer;
+    if (message == nullptr) {
+        Dbg_Printf(DBG_TAG_DSCS, DBG_ERROR, "ScanMngrScsiRead: recivedMessagePtr");
+        return vkRNERROR_OUT_OF_MEMORY;
+    }
+    DWORD result = message->CreateBuffer(length);
+    if (result != vkRN_OK) {
         Dbg_Printf(DBG_TAG_DSCS, DBG_ERROR,
                    "ScanMngrScsiRead: CreateRecivedMessageBuffer went wrong");
-        return length == 0 ? vkRNERROR_INVALID_PARAMETER : vkRNERROR_OUT_OF_MEMORY;
-    }
-    BorrowedBuffer message(buffer, length);
-    const DWORD result = m_scsiScanMngrPtr->ReadMessage(&message, timeout);
-    if (result != vkRN_OK)
+    } else if ((result = m_scsiScanMngrPtr->ReadMessage(message, timeout)) != vkRN_OK) {
         Dbg_Printf(DBG_TAG_DSCS, DBG_ERROR, "ScanMngrScsiRead: WriteMessage went wrong");
+    } else {
+        std::memcpy(buffer, message->GetBufferPointer(), length);
+    }
+    message->FreeBufferMemory();
+    delete message;
     return result;
 }
