@@ -54,7 +54,7 @@ void throughputLine(const KeepingReporter& report, const char* what, const char*
         std::printf("  %-34s not measured\n", what);
         return;
     }
-    std::printf("  %-34s %7.3f GB/s  vs %-20s %7.3f GB/s  ratio %.3f\n", what,
+    std::printf("  %-34s %7.3f GB/s  vs %-25s %7.3f GB/s  ratio %.3f\n", what,
                 gigabytesPerSecond(*measured), reference, gigabytesPerSecond(*base),
                 gigabytesPerSecond(*measured) / gigabytesPerSecond(*base));
 }
@@ -94,6 +94,10 @@ int main(int argc, char** argv)
     std::printf("\nRatios (each against its reference in this run):\n");
     throughputLine(report, "25 MB download, sim:", "Download_Sim", "Reference_Memcpy");
     throughputLine(report, "25 MB download, dslrsim unix:", "Download_Dslrsim",
+                   "Reference_SocketPump");
+    throughputLine(report, "25 MB download, dslrsim unix:", "Download_Dslrsim",
+                   "Reference_SocketRoundTrip");
+    throughputLine(report, "round trips of the same blocks", "Reference_SocketRoundTrip",
                    "Reference_SocketPump");
     wireLine(report);
     latencyLine(report, "Remote API exchange, sim:", "RapiExchange_Sim");

@@ -27,6 +27,13 @@ Camera::Camera(CameraOptions options) : m_options(options)
     registerStorage(m_remoteApi, m_storage, m_settings, m_options.modelId);
     registerRelease(m_remoteApi, m_release, m_storage, m_settings, m_events, m_options.modelId);
     registerImageParams(m_remoteApi, m_imageParams, m_options.modelId);
+    applyRecordKeeping();
+}
+
+void Camera::applyRecordKeeping()
+{
+    m_port.keepRecords(m_options.keepRecords);
+    m_remoteApi.keepRecords(m_options.keepRecords);
 }
 
 CommandResult Camera::execute(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
@@ -56,9 +63,11 @@ CommandResult Camera::executeLocked(const std::uint8_t* cdb, std::size_t cdbLeng
 {
     if (cdb == nullptr || cdbLength == 0 || (data == nullptr && length != 0)) return {kError, 0};
     const std::uint8_t opcode = cdb[0];
-    ReceivedCommand record{std::vector<std::uint8_t>(cdb, cdb + cdbLength), length, {}};
-    if (isWrite(opcode)) record.data.assign(data, data + length);
-    m_received.push_back(std::move(record));
+    if (m_options.keepRecords) {
+        ReceivedCommand record{std::vector<std::uint8_t>(cdb, cdb + cdbLength), length, {}};
+        if (isWrite(opcode)) record.data.assign(data, data + length);
+        m_received.push_back(std::move(record));
+    }
 
     if (m_offBus) return {kRequestFlushed, 0, Disposition::kDeviceLost};
     if (m_silent) return {0, 0, Disposition::kSilent};
@@ -144,6 +153,7 @@ void Camera::configure(const CameraOptions& options)
 {
     std::lock_guard<std::mutex> guard(m_lock);
     m_options = options;
+    applyRecordKeeping();
 }
 
 CameraOptions Camera::options() const

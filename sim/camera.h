@@ -114,6 +114,7 @@ public:
     ImageParamsState imageParams() const;
     void setImageParams(const ImageParamsState& state);
 
+    // What the host sent, while the camera keeps records (CameraOptions).
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
     std::vector<std::uint32_t> messagesReceived() const;
@@ -127,6 +128,7 @@ private:
     CommandResult inquiry(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                           std::uint32_t length);
     Reply answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
+    void applyRecordKeeping();
 
     mutable std::mutex m_lock;
     CameraOptions m_options;

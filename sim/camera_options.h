@@ -19,6 +19,11 @@ struct CameraOptions {
     std::uint32_t deviceId = 0x00000001;
     std::uint32_t connectAnswer = 0;  // 0 SUCCESS, 1 ALREADY, 2 FAILED, 3 WAIT
     LinkModel link = LinkModel::kInstant;
+    // Whether the camera keeps a record of what the host sent (commands,
+    // messages, Remote API requests) for the control API. A camera that
+    // serves other processes for hours turns this off: nothing reads the
+    // records there, and they would grow with every command.
+    bool keepRecords = true;
 };
 
 }  // namespace sim

@@ -1,5 +1,6 @@
 #include "sim/directory_card.h"
 
+#include "sim/file_ranges.h"
 #include "sim/settings.h"
 
 #include <algorithm>
@@ -179,17 +180,11 @@ ByteSource DirectoryCard::open(const CardPath& file, std::size_t limit) const
 {
     const std::optional<fs::path> host = resolve(file);
     if (!host) return {};
-    auto in = std::make_shared<std::ifstream>(*host, std::ios::binary);
+    RangeReader ranges = openFileRanges(*host);
     std::error_code error;
     const std::uintmax_t size = fs::file_size(*host, error);
-    if (!*in || error) return {};
-    return {std::min<std::uint64_t>(limit, size),
-            [in](std::uint64_t offset, std::uint8_t* out, std::size_t count) {
-                in->clear();
-                in->seekg(static_cast<std::streamoff>(offset));
-                in->read(reinterpret_cast<char*>(out), static_cast<std::streamsize>(count));
-                return static_cast<std::size_t>(in->gcount()) == count;
-            }};
+    if (!ranges || error) return {};
+    return {std::min<std::uint64_t>(limit, size), std::move(ranges)};
 }
 
 bool DirectoryCard::write(const CardPath& file, const std::uint8_t* bytes, std::size_t count,

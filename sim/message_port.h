@@ -39,6 +39,7 @@ public:
 
     std::vector<std::uint32_t> messagesReceived() const { return m_messages; }
     void clearRecords() { m_messages.clear(); }
+    void keepRecords(bool on) { m_keepRecords = on; }
 
 private:
     std::vector<std::uint8_t> m_incoming;  // a message still being written
@@ -46,6 +47,7 @@ private:
     ByteSource m_body;
     std::uint64_t m_readAt = 0;  // read pieces are not moved: the next one starts here
     std::vector<std::uint32_t> m_messages;
+    bool m_keepRecords = true;
 };
 
 }  // namespace sim

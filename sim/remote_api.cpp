@@ -85,7 +85,7 @@ std::optional<Reply> RemoteApi::answer(const std::vector<std::uint8_t>& payload)
     RapiRequest request{wordAt(payload, 0), wordAt(payload, 4), wordAt(payload, 8),
                         wordAt(payload, 12),
                         std::vector<std::uint8_t>(payload.begin() + kRequestHeader, payload.end())};
-    m_requests.push_back(request);
+    if (m_keepRecords) m_requests.push_back(request);
     const auto handler = m_handlers.find(request.messageId);
     RapiAnswer answer;
     if (handler != m_handlers.end()) {

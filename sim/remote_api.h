@@ -58,11 +58,13 @@ public:
     void setNotifying(bool on) { m_notifying = on; }
     void setBenchmarkDataSize(std::uint32_t size) { m_benchmarkSize = size; }
     std::vector<RapiRequest> requests() const { return m_requests; }
+    void keepRecords(bool on) { m_keepRecords = on; }
 
 private:
     std::map<std::uint32_t, Handler> m_handlers;
     std::map<std::uint32_t, RapiFault> m_faults;
     std::vector<RapiRequest> m_requests;
+    bool m_keepRecords = true;
     bool m_notifying = false;
     std::uint32_t m_benchmarkSize = 0x1000;
 };

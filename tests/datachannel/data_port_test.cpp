@@ -15,7 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -41,15 +40,8 @@ TEST(DataPort, MutexIsNamedAfterTheBaseNameAndSharedByEveryUser)
     HANDLE named = os::OpenMutexA(SYNCHRONIZE, FALSE, (base + "_DSLR1394_").c_str());
     EXPECT_NE(named, nullptr);
     if (named != nullptr) os::CloseHandle(named);
-
-    ASSERT_TRUE(Utl_WaitForMutexObject(first->m_hDeviceAccessMutex, 1000));
-    std::thread other([&] {
-        EXPECT_FALSE(Utl_WaitForMutexObject(second->m_hDeviceAccessMutex, 20))
-            << "held by the first user";
-    });
-    other.join();
-    Utl_ReleaseMutexObject(first->m_hDeviceAccessMutex);
-
+    // That it keeps one user at a time off the camera is the two-process
+    // test's below.
     EXPECT_EQ(first->ScanMngrClosePort(), vkRN_OK);
     EXPECT_EQ(second->ScanMngrClosePort(), vkRN_OK);
     DSLR_DeleteObject(first);

@@ -106,31 +106,19 @@ TEST_F(ScsiSequence, TransfersAreCutIntoNegotiatedBlocksAndPartialCompletionsCon
     EXPECT_TRUE(none.commands().empty());
 }
 
-TEST_F(ScsiSequence, StatusesThatEndATransfer)
+// A command that reports more bytes than it asked for ends the transfer; the
+// device is not taken for gone. (The SRB statuses that end a transfer are the
+// simulator suite's, against the in-process camera.)
+TEST_F(ScsiSequence, CompletionLongerThanAskedEndsTheTransfer)
 {
-    struct Case {
-        std::vector<ScriptedCompletion> script;
-        DWORD result;
-        DWORD flagAfter;
-        const char* text;
-    } cases[] = {
-        // clang-format off
-        {{{0, SRB_STATUS_REQUEST_FLUSHED}}, vkRNERROR_DEVICE_NOT_AVAILABLE, 0,
-         "Transmission went wrong"},
-        {{{0, SRB_STATUS_NO_DEVICE}}, vkRNERROR_TRANSFER_FAILED, 1, "SrbStatus Error(0x8)"},
-        {{{0x200}}, vkRNERROR_TRANSFER_FAILED, 1, "exceeds 0x100"},
-        // clang-format on
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        LogCapture log(0x1);
-        ASSERT_EQ(m_manager->WriteMapFile(1), vkRN_OK);
-        Bytes data(0x100);
-        ScriptedDevice device(c.script);
-        EXPECT_EQ(m_manager->ScsiScanSequence(SCSIOP_READ10, data.data(), 0x100, 10000), c.result);
-        EXPECT_EQ(m_manager->ReadMapFile(), c.flagAfter);
-        EXPECT_TRUE(log.contains(c.text));
-    }
+    LogCapture log(0x1);
+    ASSERT_EQ(m_manager->WriteMapFile(1), vkRN_OK);
+    Bytes data(0x100);
+    ScriptedDevice device({ScriptedCompletion{0x200}});
+    EXPECT_EQ(m_manager->ScsiScanSequence(SCSIOP_READ10, data.data(), 0x100, 10000),
+              vkRNERROR_TRANSFER_FAILED);
+    EXPECT_EQ(m_manager->ReadMapFile(), 1u);
+    EXPECT_TRUE(log.contains("exceeds 0x100"));
 }
 
 TEST_F(ScsiSequence, TimeBudgetsRunOutWithoutWaitingRealSeconds)
@@ -188,30 +176,6 @@ std::vector<ScriptedCompletion> camera(DWORD connectCode, DWORD deviceID, DWORD 
 }
 
 using Handshake = FakePort;
-
-TEST_F(Handshake, ConnectsLearnsTheCameraAndAgreesOnTheBlockSize)
-{
-    ScriptedDevice device(camera(0, 0x1234, 0x8000, 0x8000));
-    DWORD deviceID = 0, model = 0;
-    WORD endian = 0xFFFF;
-    ASSERT_EQ(m_manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
-    EXPECT_EQ(deviceID, 0x1234u);
-    EXPECT_EQ(model, 0x80000402u);
-    EXPECT_EQ(endian, 0);
-    EXPECT_EQ(m_manager->m_maxScsiDataSize, 0x8000u);
-
-    const std::vector<DWORD> requests = {0x10000001, 0x10000003, 0x10000004, 0x10000005};
-    ASSERT_EQ(device.commands().size(), 8u);
-    for (std::size_t i = 0; i < requests.size(); ++i) {
-        EXPECT_EQ(device.commands()[2 * i].cdb[0], SCSIOP_WRITE10);
-        ASSERT_GE(device.commands()[2 * i].data.size(), 4u);
-        EXPECT_EQ(wordAt(device.commands()[2 * i].data.data()), requests[i]);
-        EXPECT_EQ(device.commands()[2 * i + 1].cdb[0], SCSIOP_READ10);
-    }
-    EXPECT_EQ(device.commands()[3].transferLength, 24u);  // device-ID reply: 8 + 16 bytes
-    const Bytes setNegotiation = {0x05, 0, 0, 0x10, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0x80, 0, 0};
-    EXPECT_EQ(device.commands()[6].data, setNegotiation);
-}
 
 TEST_F(Handshake, EveryWayItCanEnd)
 {

@@ -5,12 +5,10 @@
 
 #include "platform/platform_api.h"
 #include "support/fake_device.h"
-#include "support/fault_plan.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <set>
 #include <string>
 #include <thread>
@@ -140,34 +138,6 @@ TEST(NamedMapping, SharedWhileHeldAndFreshAfterTheLastClose)
     os::UnmapViewOfFile(view);
     os::CloseHandle(fresh);
     EXPECT_EQ(os::MapViewOfFile(fresh, FILE_MAP_READ, 0, 0, 0), nullptr);
-}
-
-TEST(SystemTexts, KnownCodesHaveTextUnknownOnesNone)
-{
-    LPSTR text = nullptr;
-    const DWORD flags =
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-    ASSERT_NE(os::FormatMessageA(flags, nullptr, ERROR_FILE_NOT_FOUND,
-                                 MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
-                                 reinterpret_cast<LPSTR>(&text), 0, nullptr),
-              0u);
-    EXPECT_GT(std::strlen(text), 4u);  // the wording is the system's own
-    os::LocalFree(text);
-    text = nullptr;
-    EXPECT_EQ(os::FormatMessageA(flags, nullptr, 0x2BADF00D, 0, reinterpret_cast<LPSTR>(&text), 0,
-                                 nullptr),
-              0u);
-}
-
-TEST(FastClockSupport, ScalesWaitsAndClocks)
-{
-    HANDLE never = os::CreateEventA(nullptr, TRUE, FALSE, nullptr);
-    FastClock clock(1000);
-    DWORD start = os::GetTickCount();
-    EXPECT_EQ(os::WaitForSingleObject(never, 10000), WAIT_TIMEOUT);  // ~10 ms of real time
-    os::Sleep(5000);
-    EXPECT_GE(os::GetTickCount() - start, 10000u);
-    os::CloseHandle(never);
 }
 
 #ifndef _WIN32

@@ -1,7 +1,7 @@
 // What only the Windows table has to get right: that its entries are the
-// system's own, that the registry behaves as the library expects, and that the DLL itself loads
-// through the real loader, exports its two functions by name and ordinal, and writes its attach
-// records to C:\vkrn1394.log when the registry asks for a log.
+// system's own, and that the DLL itself loads through the real loader,
+// exports its two functions by name and ordinal, and writes its attach
+// records to C:\vkrn1394.log only when the registry asks for a log.
 
 #ifdef _WIN32
 
@@ -45,39 +45,6 @@ TEST(WindowsTable, EntriesAreTheSystemsOwn)
     EXPECT_STREQ(os::systemApi().LogFilePath(), "C:\\vkrn1394.log");
     EXPECT_EQ(os::timeBeginPeriod(1), static_cast<UINT>(TIMERR_NOERROR));
     EXPECT_EQ(os::timeEndPeriod(1), static_cast<UINT>(TIMERR_NOERROR));
-}
-
-TEST(WindowsRegistry, MissingKeysAndValuesFailWithoutSideEffects)
-{
-    struct Case {
-        const char* subKey;
-        const char* value;
-        LONG openResult;
-        LONG queryResult;
-    };
-    const Case cases[] = {
-        {"SOFTWARE\\Velor\\vkrn-no-such-key", nullptr, ERROR_FILE_NOT_FOUND, 0},
-        {"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion", "vkrn-no-such-value", ERROR_SUCCESS,
-         ERROR_FILE_NOT_FOUND},
-        // A text longer than the flag word: the caller's buffer stays intact.
-        {"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion", "ProductName", ERROR_SUCCESS,
-         ERROR_MORE_DATA},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.subKey) + " " + (c.value ? c.value : "-"));
-        HKEY key = nullptr;
-        ASSERT_EQ(os::RegOpenKeyExA(HKEY_LOCAL_MACHINE, c.subKey, 0, KEY_QUERY_VALUE, &key),
-                  c.openResult);
-        if (c.openResult != ERROR_SUCCESS) continue;
-        DWORD word = 0x5A5A5A5A;
-        DWORD type = 0;
-        DWORD size = sizeof(word);
-        EXPECT_EQ(os::RegQueryValueExA(key, c.value, nullptr, &type,
-                                       reinterpret_cast<LPBYTE>(&word), &size),
-                  c.queryResult);
-        EXPECT_EQ(word, 0x5A5A5A5Au);
-        EXPECT_EQ(os::RegCloseKey(key), ERROR_SUCCESS);
-    }
 }
 
 // Sets HKLM\SOFTWARE\Velor\ARXdebug\dslrLogLevel for one test and puts back

@@ -5,9 +5,7 @@
 #include "msgchannel/ScsiScanManager.h"
 
 #include "VKRNQ402.h"
-#include "memory/sense_message.h"
 #include "sim/camera.h"
-#include "support/bytes.h"
 #include "support/fault_plan.h"
 #include "support/sim_port.h"
 
@@ -35,9 +33,18 @@ TEST_F(SimCamera, HandshakeLearnsModelAndBlockSizeThatLongMessagesFollow)
     ASSERT_EQ(m_manager->ConnectCamera(&deviceID, &model, &endian), vkRN_OK);
     EXPECT_EQ(deviceID, 0x42u);
     EXPECT_EQ(model, 0x80000529u);
+    EXPECT_EQ(endian, 0);
     EXPECT_EQ(m_manager->m_maxScsiDataSize, 0x8000u);
     EXPECT_EQ(m_camera->messagesReceived(),
               (std::vector<std::uint32_t>{0x10000001, 0x10000003, 0x10000004, 0x10000005}));
+    // Each request is written, then its reply read; the agreed size goes back
+    // to the camera in the set-negotiation message.
+    const std::vector<sim::ReceivedCommand> handshake = m_camera->received();
+    ASSERT_EQ(handshake.size(), 8u);
+    for (std::size_t i = 0; i < 8; ++i)
+        EXPECT_EQ(handshake[i].cdb[0], i % 2 == 0 ? SCSIOP_WRITE10 : SCSIOP_READ10) << i;
+    EXPECT_EQ(handshake[6].data,
+              (std::vector<std::uint8_t>{0x05, 0, 0, 0x10, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0x80, 0, 0}));
     m_camera->clearRecords();
 
     m_camera->injectFault({SCSIOP_WRITE10, SRB_STATUS_SUCCESS, 0x6000});
@@ -61,35 +68,17 @@ TEST_F(SimCamera, HandshakeLearnsModelAndBlockSizeThatLongMessagesFollow)
     EXPECT_EQ(m_manager->DisConnectCamera(), vkRN_OK);
 }
 
-// Each sense read answers in fixed format and hands out the oldest event;
-// the ASCQ counts those still waiting after it, so the host reads again at
-// once until it is 0. With nothing queued the read answers all the same.
-TEST_F(SimCamera, SenseReadsDrainQueuedEventsInOrder)
+// A camera serving others for hours keeps no records, and answers the same.
+TEST_F(SimCamera, WithoutRecordsItStillAnswers)
 {
-    m_camera->setEventReports(true);
-    m_camera->raiseEvent(0x00040001, {1, 2, 3, 4, 5, 6, 7, 8});
-    m_camera->raiseEvent(0x00040002);
-    std::vector<BYTE> oversized = sim::eventRecord(0x00040003, std::vector<BYTE>(80, 0xEE));
-    m_camera->raiseEventRecord(oversized);
-    struct Expected {
-        DWORD id, length;
-        BYTE waiting;
-    };
-    const Expected expected[] = {
-        {0x00040001, 20, 2}, {0x00040002, 12, 1}, {0x00040003, 92, 0}, {0, 0, 0}};
-    for (const Expected& event : expected) {
-        SenseMessage sense;
-        ASSERT_EQ(sense.CreateSenseMessageBuffer(64), vkRN_OK);
-        ASSERT_EQ(m_manager->ReadRequestSense(&sense), vkRN_OK);
-        EXPECT_EQ(sense.GetBufferPointer()[0], 0x70);
-        EXPECT_EQ(sense.CheckSenseMessage(9, 0x80), event.waiting);
-        if (event.id == 0) continue;
-        EXPECT_EQ(wordAt(sense.GetDataPointer(), 4), event.id);
-        EXPECT_EQ(wordAt(sense.GetDataPointer(), 8), event.length)
-            << "the length word is passed on as the camera wrote it";
-    }
-    EXPECT_EQ(m_camera->eventsWaiting(), 0u);
-    EXPECT_EQ(m_camera->received().back().cdb, (std::vector<std::uint8_t>{0x03, 0, 0, 0, 0x54, 0}));
+    sim::CameraOptions options;
+    options.keepRecords = false;
+    m_camera->configure(options);
+    EXPECT_EQ(connect(), vkRN_OK);
+    EXPECT_TRUE(m_camera->received().empty());
+    EXPECT_TRUE(m_camera->messagesReceived().empty());
+    EXPECT_EQ(m_manager->DisConnectCamera(), vkRN_OK);
+    m_camera->configure({});
 }
 
 using sim::CommandFault;

@@ -40,9 +40,12 @@ int main(int argc, char** argv)
         return 2;
     } catch (const CameraError& error) {
         output.error(error.what());
+        // The library gives the same code for a camera that is absent and one
+        // that another program holds open, so the hint names both.
         if (error.code() == vkRNERROR_DEVICE_NOT_AVAILABLE)
             output.error("no camera answers on " + options.port +
-                         " (is it connected, or is dslrsim running there?)");
+                         " (is it connected and free, not held by another program, or is "
+                         "dslrsim running there?)");
         return 1;
     } catch (const std::filesystem::filesystem_error& error) {
         output.error(error.what());

@@ -67,6 +67,7 @@ int main(int argc, char** argv)
     identity.modelId = options.modelId;
     identity.blockSize = options.blockSize;
     identity.link = options.link;
+    identity.keepRecords = false;  // a daemon's records would only grow
     camera.configure(identity);
     sim::SettingsState settings = camera.settings();
     if (!options.owner.empty()) settings.owner = options.owner;

@@ -147,7 +147,9 @@ bool SocketStream::receiveAll(void* bytes, std::size_t length)
     char* position = static_cast<char*>(bytes);
     while (length > 0) {
         const int chunk = length > 0x10000 ? 0x10000 : static_cast<int>(length);
-        const auto received = ::recv(native(m_socket), position, chunk, 0);
+        // Waiting for the whole piece in one call saves a call for each part
+        // of a reply the peer's system hands over separately.
+        const auto received = ::recv(native(m_socket), position, chunk, MSG_WAITALL);
         if (received < 0 && interrupted()) continue;
         if (received <= 0) return false;
         position += received;

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <vector>
 
 namespace devices {
 
@@ -53,19 +52,17 @@ public:
         if (m_early) return *m_early;
         scsisock::Reply reply;
         if (!receiveReply(command, reply)) return lost();
-        // The data lands in the caller's buffer only once all of it came: a
-        // stream that breaks in the middle leaves the buffer as it was.
-        if (command.direction == DataDirection::kIn) {
-            if (m_incoming.size() < reply.transferred) m_incoming.resize(reply.transferred);
-            if (!m_stream->receiveAll(m_incoming.data(), reply.transferred)) return lost();
-        }
+        // The data goes straight into the caller's buffer, as a device's DMA
+        // would: a stream that breaks in the middle leaves part of it
+        // written, and the command fails with no bytes counted.
+        if (command.direction == DataDirection::kIn &&
+            !m_stream->receiveAll(buffer, reply.transferred))
+            return lost();
         std::uint8_t senseBytes[255];
         if (!m_stream->receiveAll(senseBytes, reply.senseLength)) return lost();
         // The camera may send less sense than there is room for, never more.
         const std::uint8_t kept = std::min(reply.senseLength, command.senseLength);
         std::copy(senseBytes, senseBytes + kept, sense);
-        if (command.direction == DataDirection::kIn)
-            std::copy_n(m_incoming.data(), reply.transferred, buffer);
         return {reply.srbStatus, reply.transferred, kept, Completion::kDone};
     }
 
@@ -108,8 +105,7 @@ private:
     std::unique_ptr<SocketStream> m_stream;
     std::uint32_t m_tag = 0;
     bool m_lost = false;
-    std::vector<std::uint8_t> m_incoming;  // a reply's data, kept (and its room) between commands
-    std::optional<ScsiOutcome> m_early;    // the started command's outcome, known before any reply
+    std::optional<ScsiOutcome> m_early;  // the started command's outcome, known before any reply
 };
 
 }  // namespace
