@@ -1,5 +1,7 @@
 #include "sim/handshake.h"
 
+#include "sim/record_fields.h"
+
 #include <cstring>
 #include <initializer_list>
 
@@ -16,13 +18,6 @@ Message replyOf(std::uint32_t type, std::initializer_list<std::uint32_t> words)
         offset += 4;
     }
     return reply;
-}
-
-std::uint32_t wordAt(const std::vector<std::uint8_t>& bytes, std::size_t offset)
-{
-    std::uint32_t value = 0;
-    if (bytes.size() >= offset + 4) std::memcpy(&value, bytes.data() + offset, 4);
-    return value;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "sim/image_params.h"
 
 #include "sim/camera_options.h"
+#include "sim/record_fields.h"
 #include "sim/settings.h"
 
 #include <algorithm>
@@ -19,23 +20,9 @@ constexpr std::size_t kPersonalFunctions = 114;
 constexpr std::size_t kItemHead = 14;
 constexpr std::uint16_t kLargestGammaEntry = 4095;  // a 12-bit output
 
-std::uint32_t u32(const Record& bytes, std::size_t offset)
-{
-    std::uint32_t value = 0;
-    if (bytes.size() >= offset + 4) std::memcpy(&value, bytes.data() + offset, 4);
-    return value;
-}
-
 std::int32_t s32(const Record& bytes, std::size_t offset)
 {
-    return static_cast<std::int32_t>(u32(bytes, offset));
-}
-
-std::uint16_t u16(const Record& bytes, std::size_t offset)
-{
-    std::uint16_t value = 0;
-    if (bytes.size() >= offset + 2) std::memcpy(&value, bytes.data() + offset, 2);
-    return value;
+    return static_cast<std::int32_t>(wordAt(bytes, offset));
 }
 
 void put(Record& bytes, std::size_t offset, const void* value, std::size_t size)
@@ -77,9 +64,10 @@ Record developFactory(std::uint32_t selector, std::size_t size)
 bool developAccepts(const Record& r, std::uint32_t model)
 {
     const bool served = model == kModelQ402;
-    return within(u32(r, 4), 0, 1) && within(u32(r, 12), 0, 5) && within(u32(r, 16), 1, 5) &&
-           (served ||
-            (within(u32(r, 8), 0, 3) && within(u32(r, 20), 1, 5) && within(u32(r, 24), 6, 10))) &&
+    return within(wordAt(r, 4), 0, 1) && within(wordAt(r, 12), 0, 5) &&
+           within(wordAt(r, 16), 1, 5) &&
+           (served || (within(wordAt(r, 8), 0, 3) && within(wordAt(r, 20), 1, 5) &&
+                       within(wordAt(r, 24), 6, 10))) &&
            (!served || r.size() < 32 || within(s32(r, 28), -2, 2));
 }
 
@@ -97,7 +85,7 @@ Record gammaFactory(std::uint32_t selector, std::size_t size)
 bool gammaAccepts(const Record& r, std::uint32_t)
 {
     for (std::size_t at = 8; at + 2 <= r.size(); at += 2)
-        if (u16(r, at) > kLargestGammaEntry) return false;
+        if (fieldAt<std::uint16_t>(r, at) > kLargestGammaEntry) return false;
     return true;
 }
 
@@ -128,7 +116,7 @@ Record matrixFactory(std::uint32_t selector, std::size_t size)
 
 bool matrixAccepts(const Record& r, std::uint32_t)
 {
-    return within(u32(r, 4), 1, 2) && within(s32(r, 8), -2, 2) && within(s32(r, 12), -2, 2);
+    return within(wordAt(r, 4), 1, 2) && within(s32(r, 8), -2, 2) && within(s32(r, 12), -2, 2);
 }
 
 struct SelectorFamily {
@@ -174,7 +162,7 @@ void registerSelectorFamily(RemoteApi& engine, const SelectorFamily& family,
         const std::size_t size = imageRecordSize(family.get, *model);
         if (size == 0) return refuse(kRapiUnknownCommand);
         if (request.params.size() != kSelector) return refuse(kRapiBadRecord, size - kSelector);
-        const std::uint32_t selector = u32(request.params, 0);
+        const std::uint32_t selector = wordAt(request.params, 0);
         if (!within(selector, family.firstSelector, family.lastSelector))
             return refuse(kRapiOutOfRange, size - kSelector);
         const Record record = current(state->*family.records, family, selector, size);
@@ -185,7 +173,7 @@ void registerSelectorFamily(RemoteApi& engine, const SelectorFamily& family,
         if (size == 0) return refuse(kRapiUnknownCommand);
         if (request.params.size() != size && request.params.size() != family.olderSize)
             return refuse(kRapiBadRecord);
-        const std::uint32_t selector = u32(request.params, 0);
+        const std::uint32_t selector = wordAt(request.params, 0);
         if (!within(selector, family.firstSettable, family.lastSelector) ||
             !family.accepts(request.params, *model))
             return refuse(kRapiOutOfRange);
@@ -265,13 +253,14 @@ std::size_t imageRecordSize(std::uint32_t getCommand, std::uint32_t modelId)
 
 bool soundPersonalChain(const Record& record)
 {
-    if (record.size() < 2 || u16(record, 0) == 0) return false;
+    if (record.size() < 2 || fieldAt<std::uint16_t>(record, 0) == 0) return false;
     std::size_t at = 2;
-    for (std::uint16_t n = u16(record, 0); n > 0; --n) {
+    for (std::uint16_t n = fieldAt<std::uint16_t>(record, 0); n > 0; --n) {
         if (record.size() - at < kItemHead) return false;
-        const std::size_t size = u16(record, at);
-        const std::size_t width = u16(record, at + 12) == 2 ? 4 : 2;
-        if (size < kItemHead + width * u16(record, at + 10) || size > record.size() - at)
+        const std::size_t size = fieldAt<std::uint16_t>(record, at);
+        const std::size_t width = fieldAt<std::uint16_t>(record, at + 12) == 2 ? 4 : 2;
+        if (size < kItemHead + width * fieldAt<std::uint16_t>(record, at + 10) ||
+            size > record.size() - at)
             return false;
         at += size;
     }
@@ -304,21 +293,21 @@ void registerImageParams(RemoteApi& engine, ImageParamsState& state, const std::
     });
     engine.define(0x1210001A, [s](const RapiRequest& request) {
         if (request.params.size() != 4) return refuse(kRapiBadRecord);
-        const std::uint32_t kelvin = u32(request.params, 0);
+        const std::uint32_t kelvin = wordAt(request.params, 0);
         if (!within(kelvin, 2800, 10000) || kelvin % 100 != 0) return refuse(kRapiOutOfRange);
         s->kelvin = kelvin;
         return RapiAnswer{};
     });
     engine.define(0x1210001D, [s](const RapiRequest& request) {  // custom functions
         if (request.params.size() != kSelector) return refuse(kRapiBadRecord, kCustomBlock);
-        const auto block = s->customFunctions.find(u32(request.params, 0));
+        const auto block = s->customFunctions.find(wordAt(request.params, 0));
         if (block == s->customFunctions.end()) return refuse(kRapiOutOfRange, kCustomBlock);
         return answer(block->second);
     });
     engine.define(0x1210001E, [s](const RapiRequest& request) {
         if (request.params.size() != kSelector + kCustomBlock) return refuse(kRapiBadRecord);
-        const auto block = s->customFunctions.find(u32(request.params, 0));
-        const std::uint16_t length = u16(request.params, kSelector);
+        const auto block = s->customFunctions.find(wordAt(request.params, 0));
+        const std::uint16_t length = fieldAt<std::uint16_t>(request.params, kSelector);
         if (block == s->customFunctions.end() || !within(length, 2, kCustomBlock))
             return refuse(kRapiOutOfRange);
         block->second.assign(request.params.begin() + kSelector, request.params.end());
@@ -349,10 +338,11 @@ void registerImageParams(RemoteApi& engine, ImageParamsState& state, const std::
     engine.define(0x12100038, [s, model](const RapiRequest& request) {
         const std::size_t size = imageRecordSize(0x12100037, *model);
         if (size == 0) return refuse(kRapiUnknownCommand);
-        if (request.params.size() != 4 + size || u32(request.params, 0) != size)
+        if (request.params.size() != 4 + size || wordAt(request.params, 0) != size)
             return refuse(kRapiBadRecord);
         for (std::size_t at = 4; at < request.params.size(); at += 2)
-            if (!within(u16(request.params, at), 1, 10)) return refuse(kRapiOutOfRange);
+            if (!within(fieldAt<std::uint16_t>(request.params, at), 1, 10))
+                return refuse(kRapiOutOfRange);
         s->jpegQuality.assign(request.params.begin() + 4, request.params.end());
         return RapiAnswer{};
     });

@@ -1,5 +1,7 @@
 #include "sim/message_port.h"
 
+#include "sim/record_fields.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -8,13 +10,6 @@ namespace sim {
 namespace {
 
 constexpr std::size_t kHeader = 8;
-
-std::uint32_t wordAt(const std::vector<std::uint8_t>& bytes, std::size_t offset)
-{
-    std::uint32_t value = 0;
-    if (bytes.size() >= offset + 4) std::memcpy(&value, bytes.data() + offset, 4);
-    return value;
-}
 
 }  // namespace
 

@@ -2,6 +2,7 @@
 
 #include "sim/camera_options.h"
 #include "sim/jpeg_image.h"
+#include "sim/record_fields.h"
 
 #include <algorithm>
 #include <cctype>
@@ -19,7 +20,7 @@ namespace {
 constexpr std::size_t kExtLong = 60;
 constexpr std::size_t kExtShort = 44;
 constexpr std::uint32_t kExtVersion = 1;
-constexpr std::size_t kControlHead = 8;  // control code and parameter size
+constexpr std::size_t kControlHead = 8;    // control code and parameter size
 constexpr std::size_t kRefusalBlock = 64;  // more than any release reply holds
 constexpr std::size_t kReleasedDataParams = 16;
 constexpr std::uint32_t kValuesOf16Bits = 2;
@@ -36,27 +37,12 @@ struct Picture {
 };
 constexpr Picture kPictures[] = {{768, 512}, {512, 340}, {384, 256}};
 
-template <typename T>
-T read(const std::vector<std::uint8_t>& bytes, std::size_t offset)
-{
-    T value{};
-    if (bytes.size() >= offset + sizeof(T)) std::memcpy(&value, bytes.data() + offset, sizeof(T));
-    return value;
-}
-
-template <typename T>
-void append(std::vector<std::uint8_t>& bytes, T value)
-{
-    const auto* raw = reinterpret_cast<const std::uint8_t*>(&value);
-    bytes.insert(bytes.end(), raw, raw + sizeof(T));
-}
-
 // A value in the width the request used for its own (2, 3 or 4 bytes,
 // least significant first).
 std::vector<std::uint8_t> sized(std::uint32_t value, std::size_t width)
 {
     std::vector<std::uint8_t> bytes;
-    append(bytes, value);
+    appendField(bytes, value);
     bytes.resize(width);
     return bytes;
 }
@@ -92,8 +78,8 @@ bool validTriple(std::uint8_t size, std::uint8_t format, std::uint8_t quality)
 RapiAnswer controlReply(std::uint32_t code, const std::vector<std::uint8_t>& block = {})
 {
     RapiAnswer answer;
-    append(answer.record, code);
-    append(answer.record, static_cast<std::uint32_t>(block.size()));
+    appendField(answer.record, code);
+    appendField(answer.record, static_cast<std::uint32_t>(block.size()));
     answer.record.insert(answer.record.end(), block.begin(), block.end());
     return answer;
 }
@@ -115,13 +101,12 @@ RapiAnswer refuse(std::uint32_t error, std::size_t recordSize)
     return answer;
 }
 
-std::vector<std::uint8_t> imageEvent(std::uint32_t sequenceId, std::uint32_t kind,
-                                     std::size_t size)
+std::vector<std::uint8_t> imageEvent(std::uint32_t sequenceId, std::uint32_t kind, std::size_t size)
 {
     std::vector<std::uint8_t> parameters;
-    append(parameters, sequenceId);
+    appendField(parameters, sequenceId);
     parameters.push_back(static_cast<std::uint8_t>(kind));
-    append(parameters, static_cast<std::uint32_t>(size));
+    appendField(parameters, static_cast<std::uint32_t>(size));
     return parameters;
 }
 
@@ -137,15 +122,18 @@ class Release {
 public:
     Release(ReleaseState& state, StorageState& storage, const SettingsState& settings,
             EventQueue& events, const std::uint32_t& modelId)
-        : m_state(state), m_storage(storage), m_settings(settings), m_events(events),
+        : m_state(state),
+          m_storage(storage),
+          m_settings(settings),
+          m_events(events),
           m_modelId(modelId)
     {
     }
 
     RapiAnswer control(const RapiRequest& request)
     {
-        const std::uint32_t code = read<std::uint32_t>(request.params, 0);
-        const std::uint32_t size = read<std::uint32_t>(request.params, 4);
+        const std::uint32_t code = fieldAt<std::uint32_t>(request.params, 0);
+        const std::uint32_t size = fieldAt<std::uint32_t>(request.params, 4);
         if (request.params.size() != kControlHead + std::size_t{size} + 1)
             return refuseControl(code, kRapiBadRecord);
         const std::vector<std::uint8_t> block(request.params.begin() + kControlHead,
@@ -161,7 +149,7 @@ public:
             case 7:
                 return setParams(code, block);
             case 9: {
-                const auto mode = read<std::uint16_t>(block, 0);
+                const auto mode = fieldAt<std::uint16_t>(block, 0);
                 if (size != 4) return refuseControl(code, kRapiBadRecord);
                 if (mode < kTransferToComputer || mode > kTransferToBoth)
                     return refuseControl(code, kRapiValueRefused);
@@ -196,13 +184,13 @@ public:
     {
         if (request.params.size() != kReleasedDataParams)
             return refuse(kRapiBadRecord, kReleasedDataParams);
-        const auto kind = read<std::uint32_t>(request.params, 8);
-        const auto sequenceId = read<std::uint32_t>(request.params, 12);
+        const auto kind = fieldAt<std::uint32_t>(request.params, 8);
+        const auto sequenceId = fieldAt<std::uint32_t>(request.params, 12);
         const std::vector<std::uint8_t>* image = m_state.held.ofKind(kind);
         if (sequenceId != m_state.held.sequenceId || image == nullptr || image->empty())
             return refuse(kRapiNoImageHeld, kReleasedDataParams);
         RapiAnswer answer;
-        append(answer.record, static_cast<std::uint32_t>(image->size()));
+        appendField(answer.record, static_cast<std::uint32_t>(image->size()));
         answer.record.resize(kReleasedDataParams, 0);
         answer.data = bytesSource(*image);
         return answer;
@@ -221,7 +209,7 @@ public:
     {
         if (request.params.size() != 4) return refuse(kRapiBadRecord, 0);
         m_state.uiLocked = lock;
-        m_state.uiLockParam = read<std::uint32_t>(request.params, 0);
+        m_state.uiLockParam = fieldAt<std::uint32_t>(request.params, 0);
         return RapiAnswer{};
     }
 
@@ -235,9 +223,9 @@ private:
     {
         if (block.size() != m_state.params.size()) return refuseControl(code, kRapiBadRecord);
         if (!validTriple(block[kParamImageSize], block[kParamFileFormat], block[kParamQuality]) ||
-            !allowed(1, read<std::uint16_t>(block, kParamIso)) ||
-            !allowed(2, read<std::uint16_t>(block, kParamAv)) ||
-            !allowed(3, read<std::uint16_t>(block, kParamTv)))
+            !allowed(1, fieldAt<std::uint16_t>(block, kParamIso)) ||
+            !allowed(2, fieldAt<std::uint16_t>(block, kParamAv)) ||
+            !allowed(3, fieldAt<std::uint16_t>(block, kParamTv)))
             return refuseControl(code, kRapiValueRefused);
         std::copy(block.begin(), block.end(), m_state.params.begin());
         return controlReply(code);
@@ -247,7 +235,7 @@ private:
     // record's size alone, or the model's whole record.
     RapiAnswer extParams(std::uint32_t code, const std::vector<std::uint8_t>& block) const
     {
-        const auto wanted = read<std::uint32_t>(block, 0);
+        const auto wanted = fieldAt<std::uint32_t>(block, 0);
         if (block.size() < 4 || (wanted != 4 && wanted != extSize()))
             return refuseControl(code, kRapiBadRecord);
         std::vector<std::uint8_t> record(m_state.extParams.begin(),
@@ -263,7 +251,7 @@ private:
     RapiAnswer setExtParams(std::uint32_t code, const std::vector<std::uint8_t>& block)
     {
         if ((block.size() != kExtShort && block.size() != kExtLong) ||
-            read<std::uint32_t>(block, 0) != block.size())
+            fieldAt<std::uint32_t>(block, 0) != block.size())
             return refuseControl(code, kRapiBadRecord);
         std::copy_n(block.begin() + 4, std::min(block.size(), extSize()) - 4,
                     m_state.extParams.begin() + 4);
@@ -276,16 +264,17 @@ private:
     RapiAnswer values(std::uint32_t code, const std::vector<std::uint8_t>& block) const
     {
         if (block.size() != 2 && block.size() != 4) return refuseControl(code, kRapiBadRecord);
-        const std::uint32_t parameter = block.size() == 2 ? read<std::uint16_t>(block, 0)
-                                                          : read<std::uint32_t>(block, 0);
+        const std::uint32_t parameter =
+            block.size() == 2 ? fieldAt<std::uint16_t>(block, 0) : fieldAt<std::uint32_t>(block, 0);
         const auto found = availableValues().find(parameter);
         if (found == availableValues().end()) return refuseControl(code, kRapiValueRefused);
         std::vector<std::uint8_t> record;
-        append(record, static_cast<std::uint32_t>(found->second.size()));
-        append(record, kValuesOf16Bits);
-        for (std::uint16_t value : found->second) append(record, value);
-        if (code == 27) return controlReply(code, sized(static_cast<std::uint32_t>(record.size()),
-                                                        block.size()));
+        appendField(record, static_cast<std::uint32_t>(found->second.size()));
+        appendField(record, kValuesOf16Bits);
+        for (std::uint16_t value : found->second) appendField(record, value);
+        if (code == 27)
+            return controlReply(code,
+                                sized(static_cast<std::uint32_t>(record.size()), block.size()));
         return controlReply(code, record);
     }
 
@@ -298,11 +287,10 @@ private:
         if (!validTriple(block[0], block[1], block[2]))
             return refuseControl(code, kRapiValueRefused);
         const Picture picture = kPictures[block[0]];
-        const std::size_t jpeg =
-            block[1] != 2
-                ? demoJpeg(picture.width, picture.height, m_state.lastSequenceId + 1 + kSeedBase)
-                      .size()
-                : 0;
+        const std::size_t jpeg = block[1] != 2 ? demoJpeg(picture.width, picture.height,
+                                                          m_state.lastSequenceId + 1 + kSeedBase)
+                                                     .size()
+                                               : 0;
         const std::size_t raw = block[1] != 1 ? kRawImageSize : 0;
         return controlReply(code, sized(static_cast<std::uint32_t>(jpeg + raw), block.size()));
     }
@@ -344,7 +332,8 @@ private:
         CardPath folder = {"DCIM"};
         std::string highest;
         for (const CardEntry& entry : card.children(folder))
-            if (entry.directory() && digits(entry.name, 0, 3)) highest = std::max(highest, entry.name);
+            if (entry.directory() && digits(entry.name, 0, 3))
+                highest = std::max(highest, entry.name);
         const std::uint64_t bytes = image.jpeg.size() + image.raw.size();
         if (card.used() + bytes > card.capacity()) return kRapiCardFull;
         if (highest.empty()) {

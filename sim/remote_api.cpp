@@ -1,6 +1,7 @@
 #include "sim/remote_api.h"
 
 #include "sim/message_port.h"
+#include "sim/record_fields.h"
 
 #include <cstring>
 
@@ -10,19 +11,6 @@ namespace {
 
 constexpr std::size_t kRequestHeader = 16;
 constexpr std::uint32_t kReplyBit = 0x10000000;
-
-std::uint32_t wordAt(const std::vector<std::uint8_t>& bytes, std::size_t offset)
-{
-    std::uint32_t value = 0;
-    if (bytes.size() >= offset + 4) std::memcpy(&value, bytes.data() + offset, 4);
-    return value;
-}
-
-void putWord(std::vector<std::uint8_t>& bytes, std::uint32_t value)
-{
-    const auto* raw = reinterpret_cast<const std::uint8_t*>(&value);
-    bytes.insert(bytes.end(), raw, raw + 4);
-}
 
 std::vector<std::uint8_t> replyMessage(const RapiRequest& request, const RapiAnswer& answer,
                                        const RapiFault& fault)

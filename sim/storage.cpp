@@ -1,6 +1,7 @@
 #include "sim/storage.h"
 
 #include "sim/camera_options.h"
+#include "sim/record_fields.h"
 
 #include <algorithm>
 #include <cctype>
@@ -20,19 +21,6 @@ constexpr std::uint8_t kDepthMask = 0x3F;
 constexpr std::size_t kDcfNameLength = 5;
 constexpr std::uint32_t kFirstDcfNumber = 100;
 constexpr std::uint32_t kLastDcfNumber = 999;
-
-std::uint32_t wordAt(const std::vector<std::uint8_t>& bytes, std::size_t offset)
-{
-    std::uint32_t value = 0;
-    if (bytes.size() >= offset + 4) std::memcpy(&value, bytes.data() + offset, 4);
-    return value;
-}
-
-void putWord(std::vector<std::uint8_t>& bytes, std::uint32_t value)
-{
-    const auto* raw = reinterpret_cast<const std::uint8_t*>(&value);
-    bytes.insert(bytes.end(), raw, raw + 4);
-}
 
 RapiAnswer words(std::initializer_list<std::uint32_t> values, std::size_t recordSize)
 {
