@@ -65,7 +65,6 @@ private:
     DWORD queue(std::shared_ptr<Job> job);
     void settle(const std::shared_ptr<Job>& job, const ScsiOutcome& outcome);
     void run();
-    void runJob(const std::shared_ptr<Job>& job);
     void finish(Job& job, ULONG_PTR status, const ScsiOutcome& outcome);
     void cancelAllLocked();
 

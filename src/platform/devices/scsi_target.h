@@ -36,20 +36,15 @@ struct ScsiOutcome {
 class ScsiTarget {
 public:
     virtual ~ScsiTarget() = default;
-    // Runs one command on `buffer` (command.length bytes: the data to write
-    // or the space to read into); `sense` holds command.senseLength bytes.
-    // May block for as long as the device takes.
-    virtual ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer,
-                                std::uint8_t* sense) = 0;
-
-    // A command in two halves, so that the caller's thread can run it when
-    // the device answers quickly and leave the wait to a worker when not:
-    // start() hands the command over (the data of a write is taken then),
-    // answerWithin() says whether its answer is there within the time
-    // given, and finish() takes the answer into `buffer` and `sense`,
-    // waiting as long as the device takes. One command at a time. The
-    // halves of a target that cannot split a command run it all in
-    // finish(), and its answer is never said to be there at once.
+    // One command at a time, in two halves, so that the caller's thread can
+    // run it when the device answers quickly and leave the wait to a worker
+    // when not. start() hands the command over (the data of a write is taken
+    // then); answerWithin() says whether its answer is there within the time
+    // given; finish() takes the answer into `buffer` (command.length bytes:
+    // the data to write or the space to read into) and `sense`
+    // (command.senseLength bytes), waiting as long as the device takes. A
+    // target that cannot split a command runs it all in finish(), and its
+    // answer is never said to be there at once.
     virtual void start(const ScsiCommand& command, const std::uint8_t* buffer)
     {
         (void)command;
@@ -61,11 +56,8 @@ public:
         return false;
     }
     virtual ScsiOutcome finish(const ScsiCommand& command, std::uint8_t* buffer,
-                               std::uint8_t* sense)
-    {
-        return execute(command, buffer, sense);
-    }
-    // Makes a blocked execute() return soon (as a lost device); used when the
+                               std::uint8_t* sense) = 0;
+    // Makes a blocked finish() return soon (as a lost device); used when the
     // handle is closed. Later calls may fail at once.
     virtual void interrupt() {}
 };

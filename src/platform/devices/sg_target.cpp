@@ -91,8 +91,9 @@ class SgTarget : public ScsiTarget {
 public:
     SgTarget(int fd, int wake) : m_fd(fd), m_wake(wake) {}
 
-    ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer,
-                        std::uint8_t* sense) override
+    // The whole command runs in finish(), on the handle's worker.
+    ScsiOutcome finish(const ScsiCommand& command, std::uint8_t* buffer,
+                       std::uint8_t* sense) override
     {
         sg_io_hdr_t header{};
         header.interface_id = 'S';

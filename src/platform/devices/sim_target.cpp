@@ -14,10 +14,11 @@ public:
     explicit SimTarget(std::shared_ptr<sim::Camera> camera) : m_camera(std::move(camera)) {}
 
     // The camera answers from memory, or after its link model's time; a
-    // command it will never answer comes back at once as such.
+    // command it will never answer comes back at once as such. The whole
+    // command runs in finish().
     bool answerWithin(std::uint32_t) override { return true; }
 
-    ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer, std::uint8_t*) override
+    ScsiOutcome finish(const ScsiCommand& command, std::uint8_t* buffer, std::uint8_t*) override
     {
         const sim::CommandResult result =
             m_camera->execute(command.cdb, command.cdbLength, buffer, command.length);

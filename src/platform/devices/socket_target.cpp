@@ -24,13 +24,6 @@ class SocketTarget : public ScsiTarget {
 public:
     explicit SocketTarget(std::unique_ptr<SocketStream> stream) : m_stream(std::move(stream)) {}
 
-    ScsiOutcome execute(const ScsiCommand& command, std::uint8_t* buffer,
-                        std::uint8_t* sense) override
-    {
-        start(command, buffer);
-        return finish(command, buffer, sense);
-    }
-
     void start(const ScsiCommand& command, const std::uint8_t* buffer) override
     {
         m_early.reset();
