@@ -27,12 +27,6 @@ Camera::Camera(CameraOptions options) : m_options(options)
     registerStorage(m_remoteApi, m_storage, m_settings, m_options.modelId);
     registerRelease(m_remoteApi, m_release, m_storage, m_settings, m_events, m_options.modelId);
     registerImageParams(m_remoteApi, m_imageParams, m_options.modelId);
-    applyRecordKeeping();
-}
-
-void Camera::applyRecordKeeping()
-{
-    m_port.keepRecords(m_options.keepRecords);
     m_remoteApi.keepRecords(m_options.keepRecords);
 }
 
@@ -93,6 +87,7 @@ CommandResult Camera::perform(std::uint8_t opcode, std::uint8_t* data, std::uint
         case 0x2A:
         case 0xAA:
             if (std::optional<Message> message = m_port.write(data, length)) {
+                if (m_options.keepRecords) m_messages.push_back(message->type);
                 // A new message ends whatever the host left unread.
                 m_port.setReply(answer(message->type, message->data));
             }
@@ -153,7 +148,7 @@ void Camera::configure(const CameraOptions& options)
 {
     std::lock_guard<std::mutex> guard(m_lock);
     m_options = options;
-    applyRecordKeeping();
+    m_remoteApi.keepRecords(m_options.keepRecords);
 }
 
 CameraOptions Camera::options() const
@@ -305,14 +300,14 @@ std::vector<ReceivedCommand> Camera::received() const
 std::vector<std::uint32_t> Camera::messagesReceived() const
 {
     std::lock_guard<std::mutex> guard(m_lock);
-    return m_port.messagesReceived();
+    return m_messages;
 }
 
 void Camera::clearRecords()
 {
     std::lock_guard<std::mutex> guard(m_lock);
     m_received.clear();
-    m_port.clearRecords();
+    m_messages.clear();
 }
 
 std::shared_ptr<Camera> cameraNamed(const std::string& name)

@@ -128,7 +128,6 @@ private:
     CommandResult inquiry(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                           std::uint32_t length);
     Reply answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
-    void applyRecordKeeping();
 
     mutable std::mutex m_lock;
     CameraOptions m_options;
@@ -144,6 +143,7 @@ private:
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;
     std::vector<ReceivedCommand> m_received;
+    std::vector<std::uint32_t> m_messages;  // the types of the messages the host sent
     LinkClock m_link;
 };
 

@@ -35,7 +35,6 @@ std::optional<Message> MessagePort::write(const std::uint8_t* bytes, std::size_t
     Message message{wordAt(m_incoming, 0),
                     std::vector<std::uint8_t>(m_incoming.begin() + kHeader, end)};
     m_incoming.erase(m_incoming.begin(), end);
-    if (m_keepRecords) m_messages.push_back(message.type);
     return message;
 }
 

@@ -37,17 +37,11 @@ public:
     // Forgets a half-written message and an unread reply.
     void reset();
 
-    std::vector<std::uint32_t> messagesReceived() const { return m_messages; }
-    void clearRecords() { m_messages.clear(); }
-    void keepRecords(bool on) { m_keepRecords = on; }
-
 private:
     std::vector<std::uint8_t> m_incoming;  // a message still being written
     std::vector<std::uint8_t> m_head;      // the reply waiting to be read, then its body
     ByteSource m_body;
     std::uint64_t m_readAt = 0;  // read pieces are not moved: the next one starts here
-    std::vector<std::uint32_t> m_messages;
-    bool m_keepRecords = true;
 };
 
 }  // namespace sim
