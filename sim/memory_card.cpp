@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
 
 namespace sim {
 
@@ -78,12 +77,7 @@ ByteSource MemoryCard::open(const CardPath& file, std::size_t limit) const
     const Node* at = node(file);
     if (at == nullptr || at->entry.directory()) return {};
     // A write gives the file new bytes rather than changing these.
-    std::shared_ptr<const std::vector<std::uint8_t>> data = at->data;
-    return {std::min<std::uint64_t>(limit, data->size()),
-            [data](std::uint64_t offset, std::uint8_t* out, std::size_t count) {
-                if (count != 0) std::memcpy(out, data->data() + offset, count);
-                return true;
-            }};
+    return bytesSource(at->data, limit);
 }
 
 bool MemoryCard::write(const CardPath& file, const std::uint8_t* bytes, std::size_t count,
