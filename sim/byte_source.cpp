@@ -11,7 +11,8 @@ ByteSource bytesSource(std::vector<std::uint8_t> bytes)
     return bytesSource(std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes)), length);
 }
 
-ByteSource bytesSource(std::shared_ptr<const std::vector<std::uint8_t>> bytes, std::uint64_t length)
+ByteSource bytesSource(const std::shared_ptr<const std::vector<std::uint8_t>>& bytes,
+                       std::uint64_t length)
 {
     return {std::min<std::uint64_t>(length, bytes->size()),
             [bytes](std::uint64_t offset, std::uint8_t* out, std::size_t count) {

@@ -21,7 +21,7 @@ struct ByteSource {
 // A source over bytes in memory, which it keeps.
 ByteSource bytesSource(std::vector<std::uint8_t> bytes);
 // A source over the first `length` bytes of shared bytes (at most their size).
-ByteSource bytesSource(std::shared_ptr<const std::vector<std::uint8_t>> bytes,
+ByteSource bytesSource(const std::shared_ptr<const std::vector<std::uint8_t>>& bytes,
                        std::uint64_t length);
 
 }  // namespace sim
