@@ -1,12 +1,13 @@
 // Clock conversions between the application's UTC count and the camera's
 // local count.
 //
-// Writing subtracts the zone's standard offset; reading breaks the camera's
-// count down as UTC and lets mktime read those fields as local standard time
-// (the broken-down time says daylight saving is not in effect), which adds
-// the same offset back. A value written is therefore read back unchanged on
-// either side of a daylight-saving change-over, and the camera keeps standard
-// time all year.
+// The camera's count is its wall clock, and a wall clock in summer shows
+// summer time. Reading breaks the count down as UTC and lets mktime decide
+// daylight saving from the date itself. Writing subtracts the zone's standard
+// offset only, with no daylight-saving correction. The two do not mirror each
+// other: a time written in summer reads back one hour earlier. Host programs
+// know the interface this way and may rely on it, so both sides stay as they
+// are.
 
 #include "camera/camera_clock.h"
 
@@ -34,7 +35,8 @@ bool Clock_CameraToUtc(DWORD cameraSeconds, DWORD* utcSeconds)
 #else
     if (gmtime_r(&camera, &fields) == nullptr) return false;
 #endif
-    Clock_ZoneOffset();  // mktime reads the zone as it is now
+    Clock_ZoneOffset();    // mktime reads the zone as it is now
+    fields.tm_isdst = -1;  // gmtime says "no daylight saving"; let the date decide
     const std::time_t utc = std::mktime(&fields);
     if (utc == static_cast<std::time_t>(-1)) return false;  // not a time of this zone
     *utcSeconds = static_cast<DWORD>(utc);
