@@ -7,7 +7,7 @@ JOBS ?= 2
 # only `make bench` runs them.
 CMAKE_FLAGS ?= -DVKRN_WERROR=ON -DVKRN_BUILD_TOOLS=ON -DVKRN_BUILD_BENCH=ON
 
-.PHONY: all deps build test demo sanitize lint fuzz bench clean
+.PHONY: all deps build test demo stress sanitize lint fuzz bench clean
 
 all: build
 
@@ -27,6 +27,12 @@ test: build
 # A tour of dslrctl on the embedded camera; DEMO_PORT=unix:... takes it to a dslrsim.
 demo: build
 	DSLRCTL=$(BUILD)/tools/dslrctl/dslrctl bash scripts/dslrctl-tour.sh $(DEMO_PORT)
+
+# The native suite STRESS_RUNS times (default 3) in a row while every
+# processor is kept busy: no test's verdict may depend on the machine's speed.
+STRESS_RUNS ?= 3
+stress: build
+	bash scripts/stress.sh $(BUILD) $(STRESS_RUNS)
 
 # The suites under AddressSanitizer (with UndefinedBehaviorSanitizer) and
 # ThreadSanitizer, each in its own build folder.

@@ -109,7 +109,7 @@ TEST_F(ConnectionCycle, CallbackThatStopsNotificationReturns)
     ASSERT_EQ(m_slots->baseNotifyStart(), vkRN_OK);
     m_camera->raiseEvent(8, {1, 0, 0, 0, 2, 0, 0, 0, 0});
     std::future<uint32_t> stopped = stopper.stopped.get_future();
-    ASSERT_EQ(stopped.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    ASSERT_EQ(stopped.wait_for(std::chrono::seconds(60)), std::future_status::ready);
     EXPECT_EQ(stopped.get(), vkRN_OK);
     EXPECT_EQ(m_object->m_dwNotifyStartCounter, 0u);
     EXPECT_EQ(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE);

@@ -230,7 +230,7 @@ TEST_F(Release, TimeOuts)
     for (const auto& [code, block, replySize, budget] :
          {std::make_tuple(7u, Bytes(48), 0u, 20000u), std::make_tuple(10u, Bytes(), 48u, 20000u),
           std::make_tuple(4u, Bytes(), 0u, 10000u), std::make_tuple(13u, Bytes(), 4u, 10000u)}) {
-        FastClock clock(100);
+        FastClock clock(100, FastClock::Time::kCounted);
         Bytes reply(replySize);
         const DWORD start = clock.now();
         EXPECT_EQ(control(m_slots, code, block, reply), vkRNERROR_TRANSFER_FAILED);

@@ -134,15 +134,15 @@ TEST_F(BlockIo, StatusesOfEmptyCompletions)
 
 TEST_F(BlockIo, BusyDeviceIsAskedAgainOnlyUntilTheTimeOut)
 {
-    FastClock clock(1000);
-    ScriptedDevice device(std::vector<ScriptedCompletion>(100000, {0, SRB_STATUS_BUSY}));
+    FastClock clock(1000, FastClock::Time::kCounted);
+    // The device stays busy for ever: only the time-out can end the read.
+    ScriptedDevice device({{0, SRB_STATUS_BUSY}}, true);
     Bytes buffer(0x100);
     DWORD read = 0xDEAD;
     EXPECT_EQ(m_object->_ScanMngrScsiRead(buffer.data(), 0x100, &read, 20000),
               vkRNERROR_TRANSFER_FAILED);
     EXPECT_EQ(read, 0u);
     EXPECT_GE(device.commands().size(), 1u);
-    EXPECT_LT(device.commands().size(), 100000u) << "the time-out ended it, not the script";
 }
 
 // A flushed read logs the no-device report unless debug bit 28 says not to.

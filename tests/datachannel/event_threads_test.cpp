@@ -51,7 +51,7 @@ struct Journal {
     bool waitFor(Done done)
     {
         std::unique_lock<std::mutex> guard(lock);
-        return changed.wait_for(guard, std::chrono::seconds(10), [&] { return done(*this); });
+        return changed.wait_for(guard, std::chrono::seconds(60), [&] { return done(*this); });
     }
 };
 

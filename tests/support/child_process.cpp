@@ -115,7 +115,7 @@ Dslrsim::Dslrsim(const std::string& address, const std::vector<std::string>& opt
           return arguments;
       }())
 {
-    m_ready = started() && readLine(10000).find("listening") != std::string::npos;
+    m_ready = started() && readLine().find("listening") != std::string::npos;
     if (address.rfind("unix:", 0) == 0) m_socketFile = address.substr(5);
 }
 

@@ -20,9 +20,9 @@ public:
 
     bool started() const { return m_pid > 0; }
     // The next line of output without its newline; empty when none came in time.
-    std::string readLine(int timeoutMs = 5000);
+    std::string readLine(int timeoutMs = 60000);
     // Everything up to the end of the output (or the time limit).
-    std::string readAll(int timeoutMs = 5000);
+    std::string readAll(int timeoutMs = 60000);
     void writeLine(const std::string& line);
     void signal(int number);
     // Waits for the end; returns the exit status, or 128 + signal number.

@@ -25,7 +25,7 @@ struct EventInbox {
     uintptr_t context() { return reinterpret_cast<uintptr_t>(this); }
     // Whether `done` held of the events within the time limit.
     template <typename Done>
-    bool waitFor(Done done, int seconds = 10)
+    bool waitFor(Done done, int seconds = 60)
     {
         std::unique_lock<std::mutex> guard(lock);
         return arrived.wait_for(guard, std::chrono::seconds(seconds), [&] { return done(events); });

@@ -121,22 +121,27 @@ namespace {
 void WINAPI fastSleep(DWORD milliseconds)
 {
     FastClock::current()->saved().Sleep(FastClock::current()->scaled(milliseconds));
+    FastClock::current()->spent(milliseconds);
 }
-DWORD WINAPI fastTickCount() { return FastClock::current()->now(); }
+DWORD WINAPI fastTickCount() { return FastClock::current()->looked(); }
 DWORD WINAPI fastWait(HANDLE handle, DWORD milliseconds)
 {
-    return FastClock::current()->saved().WaitForSingleObject(
+    const DWORD result = FastClock::current()->saved().WaitForSingleObject(
         handle, FastClock::current()->scaled(milliseconds));
+    if (result == WAIT_TIMEOUT) FastClock::current()->spent(milliseconds);
+    return result;
 }
 
 }  // namespace
 
-FastClock::FastClock(unsigned factor)
+FastClock::FastClock(unsigned factor, Time time)
     : m_saved(os::api()),
       m_previous(g_clock),
       m_factor(factor == 0 ? 1 : factor),
+      m_time(time),
       m_tickStart(m_saved.GetTickCount()),
-      m_timerStart(m_saved.timeGetTime())
+      m_timerStart(m_saved.timeGetTime()),
+      m_counted(m_tickStart)
 {
     g_clock = this;
     os::Api& table = os::api();
@@ -163,7 +168,19 @@ DWORD FastClock::scaled(DWORD milliseconds) const
 
 DWORD FastClock::now() const
 {
+    if (m_time == Time::kCounted) return m_counted;
     return m_tickStart + (m_saved.timeGetTime() - m_timerStart) * m_factor;
+}
+
+DWORD FastClock::looked()
+{
+    if (m_time == Time::kCounted && owned()) return ++m_counted;
+    return now();
+}
+
+void FastClock::spent(DWORD milliseconds)
+{
+    if (m_time == Time::kCounted && owned() && milliseconds != INFINITE) m_counted += milliseconds;
 }
 
 std::size_t openHandleCount()

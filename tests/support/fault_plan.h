@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <mutex>
 #include <set>
+#include <thread>
 
 // The table's operations that a plan can fail, in one list for the enum,
 // the names and the wrappers.
@@ -68,9 +69,16 @@ private:
 
 // Runs time fast: waits and sleeps take 1/factor of their time (at least
 // 1 ms; INFINITE stays infinite) and the clocks advance factor times faster.
+//
+// A counted clock does not follow real time at all: it advances only as the
+// thread that made it works, by 1 ms each time that thread reads the clock
+// and by the whole time of each sleep and each wait that timed out. A time
+// budget then ends after the same work on any machine, however busy, so a
+// test can bound the time spent from both sides.
 class FastClock {
 public:
-    explicit FastClock(unsigned factor);
+    enum class Time { kReal, kCounted };
+    explicit FastClock(unsigned factor, Time time = Time::kReal);
     ~FastClock();
     FastClock(const FastClock&) = delete;
     FastClock& operator=(const FastClock&) = delete;
@@ -82,13 +90,22 @@ public:
     // steps finely everywhere (Windows' tick count steps by 15-17 ms, which
     // at a factor of 1000 would swallow a whole time budget in one step).
     DWORD now() const;
+    // For the table entries: the owner thread read the clock, or spent
+    // `milliseconds` asleep or in a wait that timed out.
+    DWORD looked();
+    void spent(DWORD milliseconds);
 
 private:
+    bool owned() const { return std::this_thread::get_id() == m_owner; }
+
     os::Api m_saved;
     FastClock* m_previous;
     unsigned m_factor;
+    Time m_time;
     DWORD m_tickStart;
     DWORD m_timerStart;
+    std::thread::id m_owner = std::this_thread::get_id();
+    std::atomic<DWORD> m_counted;
 };
 
 // Live handles of this process, for leak checks.

@@ -30,8 +30,8 @@ BOOL WINAPI scriptedCancel(HANDLE) { return g_device->cancel(); }
 
 }  // namespace
 
-ScriptedDevice::ScriptedDevice(std::vector<ScriptedCompletion> script)
-    : m_saved(os::api()), m_script(std::move(script))
+ScriptedDevice::ScriptedDevice(std::vector<ScriptedCompletion> script, bool repeatLast)
+    : m_repeatLast(repeatLast), m_saved(os::api()), m_script(std::move(script))
 {
     g_device = this;
     os::api().DeviceIoControl = scriptedIoControl;
@@ -56,7 +56,10 @@ BOOL ScriptedDevice::issue(SCSISCAN_CMD* block, LPVOID buffer, LPOVERLAPPED over
          block->SrbFlags, bytes,
          dataOut ? std::vector<BYTE>(bytes, bytes + block->TransferLength) : std::vector<BYTE>()});
     ScriptedCompletion next;
-    if (m_next < m_script.size()) next = m_script[m_next++];
+    if (m_next < m_script.size())
+        next = m_script[m_next++];
+    else if (m_repeatLast && !m_script.empty())
+        next = m_script.back();
     os::SetLastError(ERROR_IO_PENDING);
     if (next.hang) {
         overlapped->Internal = STATUS_PENDING;

@@ -31,7 +31,9 @@ struct IssuedCommand {
 
 class ScriptedDevice {
 public:
-    explicit ScriptedDevice(std::vector<ScriptedCompletion> script);
+    // Past the end of the script, commands complete whole, or (with
+    // repeatLast) as the last entry says, for ever.
+    explicit ScriptedDevice(std::vector<ScriptedCompletion> script, bool repeatLast = false);
     ~ScriptedDevice();
     ScriptedDevice(const ScriptedDevice&) = delete;
     ScriptedDevice& operator=(const ScriptedDevice&) = delete;
@@ -48,6 +50,7 @@ public:
     void timeoutSet(DWORD seconds) { m_timeouts.push_back(seconds); }
 
 private:
+    bool m_repeatLast;
     os::Api m_saved;
     std::vector<ScriptedCompletion> m_script;
     std::size_t m_next = 0;

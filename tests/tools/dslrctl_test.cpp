@@ -202,7 +202,8 @@ TEST(Dslrctl, InterruptedDownloadAndLostCamera)
     ASSERT_TRUE(server->ready());
     {
         ChildProcess get({DSLRCTL_PATH, "--port", port, "get", "ATA01:/DCIM/HUGE.BIN", "-o", out.string()});
-        for (int i = 0; i < 200 && !holdsPartFile(out); ++i)
+        // A guard against a hang only: a busy machine may take long to start.
+        for (int i = 0; i < 2400 && !holdsPartFile(out); ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         ASSERT_TRUE(holdsPartFile(out));
         get.signal(SIGINT);
@@ -213,8 +214,11 @@ TEST(Dslrctl, InterruptedDownloadAndLostCamera)
     }
     EXPECT_EQ(dslrctl({"--port", port, "info"}).status, 0);
 
-    ChildProcess watch({DSLRCTL_PATH, "--port", port, "--json", "events", "--seconds", "60"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    ChildProcess watch({DSLRCTL_PATH, "-v", "--port", port, "--json", "events", "--seconds", "600"});
+    std::string line;
+    do line = watch.readLine();
+    while (!line.empty() && line != "dslrctl: watching for camera events");
+    ASSERT_FALSE(line.empty()) << "the watch started";
     server.reset();
     const std::string output = watch.readAll(30000);
     EXPECT_EQ(watch.wait(), 1) << output;

@@ -197,6 +197,7 @@ int runEvents(const Options& options, const Output& output)
 {
     Camera camera(options.port);
     camera.startEvents();
+    output.detail("watching for camera events");
     const auto start = std::chrono::steady_clock::now();
     const auto limit = std::chrono::duration<double>(options.seconds);
     unsigned seen = 0;
