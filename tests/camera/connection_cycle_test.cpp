@@ -113,7 +113,7 @@ TEST_F(ConnectionCycle, CallbackThatStopsNotificationReturns)
     EXPECT_EQ(stopped.get(), vkRN_OK);
     EXPECT_EQ(m_object->m_dwNotifyStartCounter, 0u);
     EXPECT_EQ(m_object->m_hInterruptThread, INVALID_HANDLE_VALUE);
-    EXPECT_TRUE(endsWithin10s(m_object->m_hNotificationThread));
+    EXPECT_TRUE(threadEnds(m_object->m_hNotificationThread));
 
     // The port's flag went down with the stop: a fresh open raises it.
     ASSERT_EQ(m_slots->baseDslrClosePort(), vkRN_OK);

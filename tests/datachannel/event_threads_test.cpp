@@ -154,8 +154,8 @@ TEST_F(EventThreads, FailedSenseReadDeliversOneEventAndEndsPolling)
     ASSERT_TRUE(m_journal.waitFor([](Journal& j) { return !j.delivered.empty(); }));
     // Both threads end by themselves: polling on the failure, notification
     // because polling passed its exit value on.
-    EXPECT_TRUE(endsWithin10s(m_object->m_hInterruptThread));
-    EXPECT_TRUE(endsWithin10s(m_object->m_hNotificationThread));
+    EXPECT_TRUE(threadEnds(m_object->m_hInterruptThread));
+    EXPECT_TRUE(threadEnds(m_object->m_hNotificationThread));
     std::lock_guard<std::mutex> guard(m_journal.lock);
     ASSERT_EQ(m_journal.delivered.size(), 1u);
     EXPECT_EQ(m_journal.delivered[0].id, kSenseFailureEvent);

@@ -194,10 +194,11 @@ std::size_t openHandleCount()
 #endif
 }
 
-bool endsWithin10s(HANDLE thread)
+bool threadEnds(HANDLE thread)
 {
     DWORD code = STILL_ACTIVE;
-    for (int i = 0; i < 10000 && code == STILL_ACTIVE; ++i) {
+    // A guard against a hang only: a minute's worth of polls, however slow.
+    for (int i = 0; i < 60000 && code == STILL_ACTIVE; ++i) {
         if (!os::GetExitCodeThread(thread, &code)) return false;
         os::Sleep(1);
     }
