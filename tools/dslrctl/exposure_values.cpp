@@ -143,10 +143,11 @@ std::optional<std::uint16_t> parseExposure(Exposure kind, const std::string& tex
 {
     const std::optional<double> value = writtenValue(kind, text);
     if (!value) return {};
-    // Nominal values are rounded: 1/125 is 1/128 s. Within 2 % of a named stop
-    // is that stop; anything further is no stop of the table.
+    // A stop is taken by its nominal value as written (1/125, not the 1/128
+    // s it stands for); the margin only absorbs decimals such as 0.0080. The
+    // nearest neighbours (f/5 and f/5.6) are 11 % apart, f/5.5 is neither.
     for (const ExposureStop& stop : exposureStops(kind))
-        if (std::fabs(std::log(*value / stop.value)) < 0.02) return stop.code;
+        if (std::fabs(std::log(*value / stop.value)) < 0.005) return stop.code;
     return {};
 }
 
