@@ -204,7 +204,7 @@ int parseCommandLine(int argc, char** argv, Options& o)
     for (CLI::App* sub : app.get_subcommands()) o.command = sub->get_name();
     if (o.command == "put") o.paths = {putSource, putDestination};
     o.setGiven = clock->count("--set") + owner->count("--set") != 0;
-    const char* const kinds[] = {"sim:", "unix:", "tcp:", "/dev/", "\\\\.\\"};
+    const char* const kinds[] = {"sim:", "unix:", "tcp:", "/dev/", "\\\\.\\", "\\\\?\\"};
     if (std::none_of(std::begin(kinds), std::end(kinds),
                      [&](const char* kind) { return o.port.rfind(kind, 0) == 0; })) {
         std::cerr << "dslrctl: unknown port '" << o.port
