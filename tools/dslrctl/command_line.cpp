@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
@@ -38,7 +39,7 @@ std::vector<std::string> waitEventOptions(const std::string& value)
     const std::string unit = end;
     const bool digits = std::isdigit(static_cast<unsigned char>(value[0])) != 0;
     const bool whole = unit.empty() || unit == "f";
-    if (digits && number >= 0 && (!whole || number == static_cast<unsigned>(number))) {
+    if (digits && number >= 0 && number < 1e6 && (!whole || number == static_cast<unsigned>(number))) {
         if (unit.empty()) return {"--count", value};
         if (unit == "f") return {"--files", value.substr(0, value.size() - 1)};
         if (unit == "s") return {"--seconds", value.substr(0, value.size() - 1)};
@@ -51,7 +52,9 @@ std::vector<std::string> waitEventOptions(const std::string& value)
 // The other command line's flags are other names for our commands: each is
 // replaced by the command it names, put first so that every option after or
 // before it is that command's own (--capture-image-and-download -I 2 -F 3).
-std::vector<std::string> expandFlagCommands(std::vector<std::string> args)
+// A command given by name is put first as well (-F 3 capture).
+std::vector<std::string> expandFlagCommands(std::vector<std::string> args,
+                                            const std::vector<std::string>& commandNames)
 {
     struct Flag {
         const char* name;
@@ -102,6 +105,10 @@ std::vector<std::string> expandFlagCommands(std::vector<std::string> args)
             command.push_back(value.substr(split + 1));
         }
     }
+    if (command.empty()) {
+        const auto named = std::find_first_of(rest.begin(), rest.end(), commandNames.begin(), commandNames.end());
+        if (named != rest.end()) std::rotate(rest.begin(), named, named + 1);
+    }
     command.insert(command.end(), rest.begin(), rest.end());
     return command;
 }
@@ -122,14 +129,6 @@ int parseCommandLine(int argc, char** argv, Options& o)
     app.require_subcommand(0, 1);
     app.set_version_flag("--version", std::string("dslrctl ") + DSLRCTL_VERSION);
     addGlobals(app, o);
-
-    std::vector<std::string> args;
-    try {
-        args = expandFlagCommands(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
-    } catch (const UsageProblem& problem) {
-        return usageError(problem.what());
-    }
-    std::reverse(args.begin(), args.end());  // CLI11 takes them last first
 
     app.add_subcommand("info", "model, firmware, owner, body ID, battery, clock, volumes");
     app.add_subcommand("detect", "list the cameras that can be reached (--auto-detect)");
@@ -190,6 +189,15 @@ int parseCommandLine(int argc, char** argv, Options& o)
         ->add_option("action", o.config, "list | get NAME | set NAME VALUE")
         ->type_name("")
         ->required();
+
+    std::vector<std::string> args, commandNames;
+    for (const CLI::App* sub : app.get_subcommands({})) commandNames.push_back(sub->get_name());
+    try {
+        args = expandFlagCommands(std::vector<std::string>(argv + std::min(argc, 1), argv + argc), commandNames);
+    } catch (const UsageProblem& problem) {
+        return usageError(problem.what());
+    }
+    std::reverse(args.begin(), args.end());  // CLI11 takes them last first
 
     // Set last, so that the commands' own help does not repeat it.
     app.footer("The other camera command line's flags name the same commands: --summary, -L, -P,\n"
