@@ -108,6 +108,7 @@ TEST(Dslrctl, CommandTable)
              ASSERT_EQ(j["shots"].size(), 3u);
              EXPECT_EQ(j["shots"][2]["files"][0]["bytes"], fs::file_size(j["shots"][2]["files"][0]["saved"]));
          }, {}},
+        {{"--json", "-F", "2", "-I", "0", "capture"}, 0, "", [](const json& j) { EXPECT_EQ(j["shots"].size(), 2u); }, {}},
         {{"--json", "get", "-p", "1-3", "-o", saved + "/p"}, 0, "", [](const json& j) {
              ASSERT_EQ(j["files"].size(), 3u);
              EXPECT_EQ(j["files"][2]["path"], "ATA01:/DCIM/100VELOR/IMG_0003.JPG");
@@ -178,6 +179,9 @@ TEST(Dslrctl, TransfersAgainstTheFilesBehindTheCard)
     const fs::path card = scratchFolder("dslrctl-card"), out = scratchFolder("dslrctl-out");
     writeHostFile(card / "DCIM" / "100TEST" / "BIG.BIN", 3 * 0xFF00 + 5, 1);
     writeHostFile(card / "DCIM" / "100TEST" / "SMALL.JPG", 1000, 2);
+    // A file written at a whole second keeps that second on the card.
+    const fs::path small = card / "DCIM" / "100TEST" / "SMALL.JPG";
+    fs::last_write_time(small, std::chrono::floor<std::chrono::seconds>(fs::last_write_time(small)));
     writeHostFile(card / "MISC" / "EMPTY.TXT", 0, 3);
     const std::string port = "unix:/tmp/" + uniqueName("dslrctl") + ".sock";
     Dslrsim server(port, {"--card", "ATA01=" + card.string()});
