@@ -38,7 +38,7 @@ step "Watch the camera's events for two seconds" events --seconds 2
 # set reads the value back from the camera before it prints it. The embedded
 # camera lives in each dslrctl process and starts afresh with the next
 # command, so a later get shows the change only on a camera of its own (dslrsim).
-step "A release parameter, changed and read back" config set iso 0x60
+step "A release parameter, changed and read back" config set iso 800
 [ -n "$port" ] && step "" config get iso
 step "The same data for scripts" --json ls ATA01:/DCIM/100VELOR
 echo

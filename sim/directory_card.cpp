@@ -14,24 +14,34 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// The file clock and the system clock count the same time from different
+// epochs, whole seconds apart. Reading the two clocks one after the other
+// leaves a skew of microseconds, so the distance is rounded: a file written
+// at a whole second then keeps that second instead of falling to the one before.
+std::chrono::seconds fileClockToSystem()
+{
+    return std::chrono::round<std::chrono::seconds>(
+        std::chrono::system_clock::now().time_since_epoch() -
+        fs::file_time_type::clock::now().time_since_epoch());
+}
+
 // The host keeps UTC; the camera local standard time.
 std::uint32_t cameraTime(const fs::path& host)
 {
     std::error_code error;
     const fs::file_time_type written = fs::last_write_time(host, error);
     if (error) return 0;
-    const auto system = std::chrono::time_point_cast<std::chrono::seconds>(
-        written - fs::file_time_type::clock::now() + std::chrono::system_clock::now());
-    const std::int64_t utc = system.time_since_epoch().count();
+    const std::int64_t utc =
+        (std::chrono::floor<std::chrono::seconds>(written.time_since_epoch()) + fileClockToSystem())
+            .count();
     return static_cast<std::uint32_t>(utc - zoneOffset());
 }
 
 void setCameraTime(const fs::path& host, std::uint32_t time)
 {
     const std::int64_t utc = static_cast<std::int64_t>(time) + zoneOffset();
-    const auto system = std::chrono::system_clock::time_point(std::chrono::seconds(utc));
-    const auto file = std::chrono::time_point_cast<fs::file_time_type::duration>(
-        system - std::chrono::system_clock::now() + fs::file_time_type::clock::now());
+    const fs::file_time_type file(std::chrono::duration_cast<fs::file_time_type::duration>(
+        std::chrono::seconds(utc) - fileClockToSystem()));
     std::error_code error;
     fs::last_write_time(host, file, error);
 }

@@ -45,6 +45,7 @@ Outcome dslrctl(std::vector<std::string> arguments, const std::string& input = {
 TEST(Dslrctl, CommandTable)
 {
     const std::string tooLong(32, 'o');
+    const std::string saved = scratchFolder("dslrctl-table").string();
     struct Row {
         std::vector<std::string> arguments;
         int status;
@@ -62,7 +63,7 @@ TEST(Dslrctl, CommandTable)
              EXPECT_EQ(j["volumes"][1]["capacity_kib"], 512000);
          }, {}},
         {{"--summary", "--json"}, 0, "", [](const json& j) { EXPECT_EQ(j["owner"], "Velor Camera Owner"); }, {}},
-        {{"-L"}, 0, "-wa    6291456", nullptr, {}},
+        {{"-L"}, 0, "#4    -wa    6291456", nullptr, {}},
         {{"--json", "ls", "-R"}, 0, "", [](const json& j) {
              ASSERT_EQ(j["entries"].size(), 6u);
              EXPECT_EQ(j["entries"][0]["type"], "directory");
@@ -72,7 +73,8 @@ TEST(Dslrctl, CommandTable)
         {{"--json", "ls", "/dcim"}, 0, "", [](const json& j) { EXPECT_EQ(j["entries"].size(), 1u); }, {}},
         {{"--json", "config", "list"}, 0, "", [](const json& j) {
              ASSERT_EQ(j["settings"][0]["name"], "iso");
-             EXPECT_EQ(j["settings"][0]["accepts"][0], "0x48");
+             EXPECT_EQ(j["settings"][0]["accepts"][0], "ISO 100");
+             EXPECT_EQ(j["settings"][1]["code"], "0x30");
              EXPECT_EQ(j["settings"].back()["accepts"]["step"], 100);
          }, {}},
         {{"--json", "config", "set", "iso", "0x60"}, 0, "", [](const json& j) { EXPECT_EQ(j["raw"], 0x60); }, {}},
@@ -92,15 +94,52 @@ TEST(Dslrctl, CommandTable)
         {{"--json", "capture"}, 0, "", [](const json& j) {
              EXPECT_EQ(j["shots"][0]["files"][0]["path"], "ATA01:/DCIM/100VELOR/IMG_0005.JPG");
          }, {}},
-        {{"events", "--seconds", "1"}, 0, "no camera events", nullptr, {}},
+        // The other command line's spellings, and photographers' values.
+        {{"--json", "--set-config", "iso=400"}, 0, "", [](const json& j) {
+             EXPECT_EQ(j["value"], "ISO 400");
+             EXPECT_EQ(j["raw"], 0x58);
+         }, {}},
+        {{"config", "set", "shutter", "1/125"}, 0, "shutter = 1/125 (0x60)", nullptr, {}},
+        {{"--get-config", "aperture"}, 0, "aperture = f/5.6 (0x30)", nullptr, {}},
+        {{"--wait-event=2s"}, 0, "no camera events", nullptr, {}},
+        {{"--wait-event", "--seconds", "0"}, 0, "no camera events", nullptr, {}},
+        {{"--json", "-F", "3", "-I", "0.5", "--capture-image-and-download", "-o", saved + "/f3"}, 0, "",
+         [](const json& j) {
+             ASSERT_EQ(j["shots"].size(), 3u);
+             EXPECT_EQ(j["shots"][2]["files"][0]["bytes"], fs::file_size(j["shots"][2]["files"][0]["saved"]));
+         }, {}},
+        {{"--json", "-F", "2", "-I", "0", "capture"}, 0, "", [](const json& j) { EXPECT_EQ(j["shots"].size(), 2u); }, {}},
+        {{"--json", "get", "-p", "1-3", "-o", saved + "/p"}, 0, "", [](const json& j) {
+             ASSERT_EQ(j["files"].size(), 3u);
+             EXPECT_EQ(j["files"][2]["path"], "ATA01:/DCIM/100VELOR/IMG_0003.JPG");
+         }, {}},
+        {{"--json", "get", "ata01:/DCIM/*/img_*.jpg", "-o", saved + "/glob"}, 0, "",
+         [](const json& j) { EXPECT_EQ(j["files"].size(), 3u); }, {}},
+        {{"--json", "rm", "-p", "2,4"}, 0, "", [](const json& j) {
+             EXPECT_EQ(j["removed"], json({"ATA01:/DCIM/100VELOR/IMG_0002.JPG", "ATA01:/DCIM/100VELOR/RAW_0004.RVX"}));
+         }, {}},
+        {{"--json", "mkdir", "-p", "ATA01:/DCIM/A/B"}, 0, "", [](const json& j) { EXPECT_EQ(j["created"], "ATA01:/DCIM/A/B"); }, {}},
+        {{"--json", "put", "/etc/hostname", "ATA02:/new.jpg"}, 0, "", [](const json& j) { EXPECT_EQ(j["path"], "ATA02:/NEW.JPG"); }, {}},
+        {{"--json", "owner", "--set", ""}, 0, "", [](const json& j) { EXPECT_EQ(j["owner"], ""); }, {}},
+        {{"-v", "get", "/DCIM/100VELOR/IMG_0001.JPG", "-o", saved}, 0, "dslrctl: 1 file, ", nullptr, {}},
+        {{"--json", "--auto-detect"}, 0, "", [](const json& j) { EXPECT_TRUE(j["cameras"].is_array()); }, {}},
+        {{"--version"}, 0, "dslrctl 0.", nullptr, {}},
         {{"-q", "info"}, 0, "", [](const json&) {}, {}},
         // Usage errors: status 2 and what was wrong.
         {{}, 2, "give a command", nullptr, {}},
         {{"frob"}, 2, "frob", nullptr, {}},
-        {{"get"}, 2, "path is required", nullptr, {}},
+        {{"get"}, 2, "dslrctl: get: give camera paths or -p NUMBERS", nullptr, {}},
+        {{"capture", "--frob"}, 2, "dslrctl: The following argument was not expected: --frob", nullptr, {}},
+        {{"--wait-event=5x"}, 2, "bad --wait-event value '5x'", nullptr, {}},
+        {{"--set-config", "iso"}, 2, "--set-config takes NAME=VALUE", nullptr, {}},
+        {{"config", "set", "aperture", "f/5.5"}, 2, "bad value 'f/5.5' for aperture", nullptr, {}},
+        {{"get", "-p", "9"}, 2, "no file number 9", nullptr, {}},
+        {{"get", "ATA01:/DCIM/*.TIF"}, 2, "no camera file matches ATA01:/DCIM/*.TIF", nullptr, {}},
+        {{"clock", "--set", "2106-02-07T06:28:16"}, 2, "outside what the camera can hold", nullptr, {}},
+        {{"put", "/tmp", "ATA01:/"}, 2, "/tmp is a directory", nullptr, {}},
         {{"--port", "bogus", "info"}, 2, "unknown port 'bogus'", nullptr, {}},
         {{"clock", "--set", "yesterday"}, 2, "bad time 'yesterday'", nullptr, {}},
-        {{"owner", "--set", tooLong}, 2, "longer than 31 characters", nullptr, {}},
+        {{"owner", "--set", tooLong}, 2, "the camera keeps at most 31 bytes", nullptr, {}},
         {{"config", "get", "nosuch"}, 2, "no setting 'nosuch'", nullptr, {}},
         {{"config", "set", "iso", "0x61"}, 2, "does not take 0x61 for iso", nullptr, {}},
         {{"config", "set", "white-balance", "2850"}, 2, "bad value '2850'", nullptr, {}},
@@ -112,7 +151,7 @@ TEST(Dslrctl, CommandTable)
         {{"put", "/etc/hostname", "ATA01:/a-name-far-too-long.txt"}, 1, "0x02000102", nullptr, {}},
         {{"--port", "unix:/tmp/no-dslrsim-here.sock", "info"}, 1,
          "baseDslrOpenPort failed: 0x02000080, device not available", nullptr, {}},
-        {{"format", "ATA01"}, 1, "ATA01 not formatted", nullptr, "n"},
+        {{"format", "ATA01"}, 1, "[y/N] n\ndslrctl: ATA01 not formatted", nullptr, "n"},
     };
     for (const Row& row : rows) {
         std::string line;
@@ -129,6 +168,7 @@ TEST(Dslrctl, CommandTable)
         else if (row.check)
             row.check(json::parse(run.output));
     }
+    fs::remove_all(saved);
 }
 
 // A dslrsim whose first card is a host directory: every download is the
@@ -139,6 +179,9 @@ TEST(Dslrctl, TransfersAgainstTheFilesBehindTheCard)
     const fs::path card = scratchFolder("dslrctl-card"), out = scratchFolder("dslrctl-out");
     writeHostFile(card / "DCIM" / "100TEST" / "BIG.BIN", 3 * 0xFF00 + 5, 1);
     writeHostFile(card / "DCIM" / "100TEST" / "SMALL.JPG", 1000, 2);
+    // A file written at a whole second keeps that second on the card.
+    const fs::path small = card / "DCIM" / "100TEST" / "SMALL.JPG";
+    fs::last_write_time(small, std::chrono::floor<std::chrono::seconds>(fs::last_write_time(small)));
     writeHostFile(card / "MISC" / "EMPTY.TXT", 0, 3);
     const std::string port = "unix:/tmp/" + uniqueName("dslrctl") + ".sock";
     Dslrsim server(port, {"--card", "ATA01=" + card.string()});

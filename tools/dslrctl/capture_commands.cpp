@@ -135,6 +135,20 @@ std::set<std::string> cardFiles(const Camera& camera)
     return files;
 }
 
+// Shot k starts at start + k * interval on the steady clock: a time-lapse
+// keeps its pace however long each picture takes, and a shot that ran over
+// its interval is followed at once.
+void waitForShot(std::chrono::steady_clock::time_point start, double offsetSeconds, const Output& output)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto due = start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(offsetSeconds));
+    if (Clock::now() > due) output.detail("the last picture took longer than the interval; taking the next at once");
+    for (auto now = Clock::now(); now < due; now = Clock::now()) {
+        stopIfInterrupted();
+        std::this_thread::sleep_for(std::min<Clock::duration>(due - now, std::chrono::milliseconds(50)));
+    }
+}
+
 }  // namespace
 
 int runCapture(const Options& options, const Output& output)
@@ -153,15 +167,9 @@ int runCapture(const Options& options, const Output& output)
     Camera::check("baseReleaseControlEx(SET_TRANSFER_MODE)",
                   control(camera, DS_RELEASE_CONTROL_SET_TRANSFER_MODE, &mode, sizeof(mode)));
     json shots = json::array();
+    const auto start = std::chrono::steady_clock::now();
     for (unsigned shot = 0; shot < options.count; ++shot) {
-        if (shot != 0) {
-            const auto end = std::chrono::steady_clock::now() +
-                             std::chrono::duration<double>(options.interval);
-            while (std::chrono::steady_clock::now() < end) {
-                stopIfInterrupted();
-                std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            }
-        }
+        if (shot != 0) waitForShot(start, options.interval * shot, output);
         const std::set<std::string> before = options.download ? std::set<std::string>{} : cardFiles(camera);
         Camera::check("baseReleaseControlEx(RELEASE)", control(camera, DS_RELEASE_CONTROL_RELEASE, nullptr, 0));
         json saved = json::array();
@@ -200,10 +208,10 @@ int runEvents(const Options& options, const Output& output)
     output.detail("watching for camera events");
     const auto start = std::chrono::steady_clock::now();
     const auto limit = std::chrono::duration<double>(options.seconds);
-    unsigned seen = 0;
-    while (options.count == 0 || seen < options.count) {
+    unsigned seen = 0, pictures = 0;
+    while ((options.count == 0 || seen < options.count) && (options.files == 0 || pictures < options.files)) {
         int waitMs = 500;
-        if (options.seconds > 0) {
+        if (options.seconds >= 0) {
             const auto left = limit - (std::chrono::steady_clock::now() - start);
             if (left <= std::chrono::duration<double>::zero()) break;
             waitMs = std::min(waitMs, static_cast<int>(left.count() * 1000) + 1);
@@ -217,6 +225,7 @@ int runEvents(const Options& options, const Output& output)
         output.text(eventLine(event));
         json record = eventJson(event);
         ImageNotice notice;
+        if (imageNotice(event, notice)) ++pictures;
         if (options.download && event.id != kEventStored && imageNotice(event, notice))
             record["saved"] = downloadHeld(camera, output, notice, options.outputDir)["saved"];
         output.record(record);

@@ -3,8 +3,11 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cctype>
+#include <cstdlib>
 #include <iostream>
 #include <iterator>
+#include <stdexcept>
 
 namespace dslrctl {
 
@@ -22,6 +25,101 @@ void addGlobals(CLI::App& app, Options& o)
     app.add_flag("-v,--verbose", o.verbose, "say what is being done, on stderr");
 }
 
+struct UsageProblem : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// --wait-event=N (events), =Ns, =Nms (time) or =Nf (files announced): the
+// events command's options that say the same.
+std::vector<std::string> waitEventOptions(const std::string& value)
+{
+    if (value.empty()) return {};
+    char* end = nullptr;
+    const double number = std::strtod(value.c_str(), &end);
+    const std::string unit = end;
+    const bool digits = std::isdigit(static_cast<unsigned char>(value[0])) != 0;
+    const bool whole = unit.empty() || unit == "f";
+    if (digits && number >= 0 && number < 1e6 && (!whole || number == static_cast<unsigned>(number))) {
+        if (unit.empty()) return {"--count", value};
+        if (unit == "f") return {"--files", value.substr(0, value.size() - 1)};
+        if (unit == "s") return {"--seconds", value.substr(0, value.size() - 1)};
+        if (unit == "ms") return {"--seconds", std::to_string(number / 1000)};
+    }
+    throw UsageProblem("bad --wait-event value '" + value +
+                       "': give N events, Ns seconds, Nms milliseconds or Nf files");
+}
+
+// The other command line's flags are other names for our commands: each is
+// replaced by the command it names, put first so that every option after or
+// before it is that command's own (--capture-image-and-download -I 2 -F 3).
+// A command given by name is put first as well (-F 3 capture).
+std::vector<std::string> expandFlagCommands(std::vector<std::string> args,
+                                            const std::vector<std::string>& commandNames)
+{
+    struct Flag {
+        const char* name;
+        std::vector<std::string> command;
+        bool value;  // takes =VALUE (or, for the config ones, the next word)
+    };
+    static const Flag flags[] = {
+        {"--summary", {"info"}, false},
+        {"-L", {"ls", "-R", "-n"}, false},
+        {"--list-files", {"ls", "-R", "-n"}, false},
+        {"-P", {"get-all"}, false},
+        {"--get-all-files", {"get-all"}, false},
+        {"--capture-image", {"capture"}, false},
+        {"--capture-image-and-download", {"capture", "--download"}, false},
+        {"--wait-event", {"events"}, true},
+        {"--wait-event-and-download", {"events", "--download"}, true},
+        {"--list-config", {"config", "list"}, false},
+        {"--get-config", {"config", "get"}, true},
+        {"--set-config", {"config", "set"}, true},
+        {"--auto-detect", {"detect"}, false},
+    };
+    std::vector<std::string> command, rest;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        const std::size_t equals = arg.find('=');
+        const std::string name = arg.substr(0, equals);
+        const Flag* flag = nullptr;
+        for (const Flag& candidate : flags)
+            if (name == candidate.name && (equals == std::string::npos || candidate.value)) flag = &candidate;
+        if (flag == nullptr) {
+            rest.push_back(arg);
+            continue;
+        }
+        if (!command.empty()) throw UsageProblem("give one command");
+        command = flag->command;
+        std::string value = equals == std::string::npos ? "" : arg.substr(equals + 1);
+        const bool config = command[0] == "config" && command.size() == 2 && command[1] != "list";
+        if (config && equals == std::string::npos && i + 1 < args.size()) value = args[++i];
+        if (command[0] == "events") {
+            for (const std::string& option : waitEventOptions(value)) command.push_back(option);
+        } else if (config && command[1] == "get") {
+            command.push_back(value);
+        } else if (config) {
+            const std::size_t split = value.find('=');
+            if (split == std::string::npos || split == 0)
+                throw UsageProblem("--set-config takes NAME=VALUE, such as iso=400");
+            command.push_back(value.substr(0, split));
+            command.push_back(value.substr(split + 1));
+        }
+    }
+    if (command.empty()) {
+        const auto named = std::find_first_of(rest.begin(), rest.end(), commandNames.begin(), commandNames.end());
+        if (named != rest.end()) std::rotate(rest.begin(), named, named + 1);
+    }
+    command.insert(command.end(), rest.begin(), rest.end());
+    return command;
+}
+
+// "dslrctl: what was wrong", in the tool's own format, and a pointer to help.
+int usageError(const std::string& message)
+{
+    std::cerr << "dslrctl: " << message << "\ndslrctl: see dslrctl --help (or dslrctl COMMAND --help)\n";
+    return 2;
+}
+
 }  // namespace
 
 int parseCommandLine(int argc, char** argv, Options& o)
@@ -29,116 +127,113 @@ int parseCommandLine(int argc, char** argv, Options& o)
     CLI::App app{"dslrctl: drive a DSLR camera from a terminal", "dslrctl"};
     app.fallthrough();
     app.require_subcommand(0, 1);
+    app.set_version_flag("--version", std::string("dslrctl ") + DSLRCTL_VERSION);
     addGlobals(app, o);
 
-    bool summary = false, listFiles = false, getAll = false, captureDownload = false,
-         waitEvent = false;
-    app.add_flag("--summary", summary, "same as the info command");
-    app.add_flag("-L,--list-files", listFiles, "same as ls -R");
-    app.add_flag("-P,--get-all-files", getAll, "same as get-all");
-    app.add_flag("--capture-image-and-download", captureDownload, "same as capture --download");
-    app.add_flag("--wait-event", waitEvent, "same as events");
-
     app.add_subcommand("info", "model, firmware, owner, body ID, battery, clock, volumes");
+    app.add_subcommand("detect", "list the cameras that can be reached (--auto-detect)");
 
     auto* ls = app.add_subcommand("ls", "list directories and files");
     ls->add_flag("-R,--recursive", o.recursive, "everything below the path");
+    ls->add_flag("-n,--numbers", o.numbered, "number the files, as get -p and rm -p count them");
     ls->add_option("path", o.paths, "camera path (default: every volume)");
 
     auto* get = app.add_subcommand("get", "download files");
-    get->add_option("path", o.paths, "camera paths")->required();
+    get->add_option("path", o.paths, "camera paths; * and ? match within a folder");
+    get->add_option("-p,--pick", o.picks, "file numbers of ls -n, such as 1-3,7");
     get->add_option("-o,--output", o.outputDir, "host directory (default .)");
 
     auto* all = app.add_subcommand("get-all", "download every file, keeping the folders");
-    for (CLI::App* sub : {all, &app}) {
-        sub->add_option("-o,--output", o.outputDir, "host directory (default .)");
-        sub->add_flag("--skip-existing", o.skipExisting, "leave files already there");
-    }
+    all->add_option("-o,--output", o.outputDir, "host directory (default .)");
+    all->add_flag("--skip-existing", o.skipExisting, "leave files already there");
 
+    std::string putSource, putDestination;
     auto* put = app.add_subcommand("put", "upload a file");
-    put->add_option("args", o.paths, "FILE DEST (DEST a camera file or directory)")
-        ->required()
-        ->expected(2);
+    put->add_option("FILE", putSource, "the host file")->required();
+    put->add_option("DEST", putDestination, "a camera file or directory")->required();
 
-    app.add_subcommand("rm", "delete files or empty directories")
-        ->add_option("path", o.paths, "camera paths")
-        ->required();
-    app.add_subcommand("mkdir", "make a directory")
-        ->add_option("path", o.paths, "camera path")
-        ->required()
-        ->expected(1);
+    auto* rm = app.add_subcommand("rm", "delete files or empty directories");
+    rm->add_option("path", o.paths, "camera paths; * and ? match within a folder");
+    rm->add_option("-p,--pick", o.picks, "file numbers of ls -n, such as 1-3,7");
+    auto* mkdir = app.add_subcommand("mkdir", "make a directory");
+    mkdir->add_option("path", o.paths, "camera path")->required()->expected(1);
+    mkdir->add_flag("-p,--parents", o.parents, "make missing parents too; an existing directory is fine");
     auto* format = app.add_subcommand("format", "erase a volume");
     format->add_option("volume", o.paths, "ATA01 or ATA02")->required()->expected(1);
     format->add_flag("-y,--yes", o.yes, "do not ask");
 
-    app.add_subcommand("clock", "read or set the camera's clock")
-        ->add_option("--set", o.set, "now, seconds since 1970 or YYYY-MM-DDTHH:MM:SS (UTC)");
-    app.add_subcommand("owner", "read or set the owner name")
-        ->add_option("--set", o.set, "the new name (at most 31 characters)");
+    auto* clock = app.add_subcommand("clock", "read or set the camera's clock");
+    clock->add_option("--set", o.set, "now, seconds since 1970 or YYYY-MM-DDTHH:MM:SS (UTC)");
+    auto* owner = app.add_subcommand("owner", "read or set the owner name");
+    owner->add_option("--set", o.set, "the new name (at most 31 bytes; \"\" clears it)");
 
     auto* capture = app.add_subcommand("capture", "release the shutter");
     auto* events = app.add_subcommand("events", "print camera events as they arrive");
-    capture->add_option("--interval", o.interval, "seconds between pictures")
+    capture->add_option("-I,--interval", o.interval,
+                        "seconds from the start of one picture to the next (default 1; fractions kept)")
         ->check(CLI::Range(0.0, 86400.0));
-    events->add_option("--seconds", o.seconds, "stop after this long")
+    capture->add_option("-F,--frames,--count", o.count, "pictures to take (default 1)")
+        ->check(CLI::Range(1u, 100000u));
+    events->add_option("--seconds", o.seconds, "stop after this long (0: at once)")
         ->check(CLI::Range(0.0, 86400.0));
-    // The flags' forms (--capture-image-and-download, --wait-event) take
-    // their options on the main command.
-    for (CLI::App* sub : {capture, events, &app}) {
-        sub->add_option("--count", o.count, "pictures to take; events to wait for (default: no limit)")
-            ->check(CLI::Range(1u, 100000u));
-        if (sub != &app) {
-            sub->add_flag("--download", o.download, "download each picture");
-            sub->add_option("-o,--output", o.outputDir, "host directory (default .)");
-        }
+    events->add_option("--count", o.count, "stop after this many events (default: no limit)")
+        ->check(CLI::Range(1u, 100000u));
+    events->add_option("--files", o.files, "stop after this many pictures announced")
+        ->check(CLI::Range(1u, 100000u));
+    for (CLI::App* sub : {capture, events}) {
+        sub->add_flag("--download", o.download, "download each picture");
+        sub->add_option("-o,--output", o.outputDir, "host directory (implies --download)");
     }
 
     app.add_subcommand("config", "image and release settings by name")
-        ->add_option("args", o.config, "list | get NAME | set NAME VALUE")
+        ->add_option("action", o.config, "list | get NAME | set NAME VALUE")
+        ->type_name("")
         ->required();
 
+    std::vector<std::string> args, commandNames;
+    for (const CLI::App* sub : app.get_subcommands({})) commandNames.push_back(sub->get_name());
     try {
-        app.parse(argc, argv);
+        args = expandFlagCommands(std::vector<std::string>(argv + std::min(argc, 1), argv + argc), commandNames);
+    } catch (const UsageProblem& problem) {
+        return usageError(problem.what());
+    }
+    std::reverse(args.begin(), args.end());  // CLI11 takes them last first
+
+    // Set last, so that the commands' own help does not repeat it.
+    app.footer("The other camera command line's flags name the same commands: --summary, -L, -P,\n"
+               "--capture-image[-and-download], --wait-event[-and-download][=N|Ns|Nms|Nf],\n"
+               "--list-config, --get-config NAME, --set-config NAME=VALUE, --auto-detect.");
+    try {
+        app.parse(args);
     } catch (const CLI::ParseError& error) {
-        const int status = app.exit(error);
-        return status == 0 ? 0 : 2;
+        if (error.get_exit_code() == 0) return app.exit(error);
+        return usageError(error.what());
     }
     for (CLI::App* sub : app.get_subcommands()) o.command = sub->get_name();
-    const char* const kinds[] = {"sim:", "unix:", "tcp:", "/dev/", "\\\\.\\"};
+    if (o.command == "put") o.paths = {putSource, putDestination};
+    o.setGiven = clock->count("--set") + owner->count("--set") != 0;
+    const char* const kinds[] = {"sim:", "unix:", "tcp:", "/dev/", "\\\\.\\", "\\\\?\\"};
     if (std::none_of(std::begin(kinds), std::end(kinds),
                      [&](const char* kind) { return o.port.rfind(kind, 0) == 0; })) {
         std::cerr << "dslrctl: unknown port '" << o.port
                   << "': give sim:NAME, unix:PATH, tcp:HOST:PORT, /dev/sgN or \\\\.\\NAME\n";
         return 2;
     }
-    const std::pair<bool, const char*> aliases[] = {{summary, "info"},
-                                                    {listFiles, "ls"},
-                                                    {getAll, "get-all"},
-                                                    {captureDownload, "capture"},
-                                                    {waitEvent, "events"}};
-    for (const auto& alias : aliases) {
-        if (!alias.first) continue;
-        if (!o.command.empty() && o.command != alias.second) {
-            std::cerr << "dslrctl: give one command\n";
-            return 2;
-        }
-        o.command = alias.second;
-    }
-    if (listFiles) o.recursive = true;
-    if (captureDownload) o.download = true;
     if (o.command.empty()) {
-        std::cerr << app.help() << "dslrctl: give a command\n";
-        return 2;
+        std::cerr << app.help();
+        return usageError("give a command");
     }
-    if (o.command == "events" && events->count("--count") == 0 && app.count("--count") == 0)
-        o.count = 0;
+    if ((o.command == "get" || o.command == "rm") && o.paths.empty() && o.picks.empty())
+        return usageError(o.command + ": give camera paths or -p NUMBERS");
+    // Pictures sent somewhere are pictures downloaded.
+    if (capture->count("-o") + events->count("-o") != 0) o.download = true;
+    if (o.command == "events" && events->count("--count") == 0) o.count = 0;
     if (o.command == "capture" && o.count > 1 && capture->count("--interval") == 0) o.interval = 1;
     if (o.command == "config") {
         const std::size_t n = o.config.size();
         const std::string& verb = o.config[0];
         if (!((verb == "list" && n == 1) || (verb == "get" && n == 2) || (verb == "set" && n == 3))) {
-            std::cerr << "dslrctl: config takes list, get NAME or set NAME VALUE\n";
-            return 2;
+            return usageError("config takes list, get NAME or set NAME VALUE");
         }
     }
     return -1;

@@ -15,15 +15,20 @@ struct Options {
     bool verbose = false;
 
     bool recursive = false;            // ls -R
+    bool numbered = false;             // ls -n: the number of each file
     std::vector<std::string> paths;    // ls, get, rm, mkdir, format, put
+    std::string picks;                 // get, rm -p: file numbers and ranges ("1-3,7")
+    bool parents = false;              // mkdir -p
     std::string outputDir = ".";       // get, get-all, capture, events
     bool skipExisting = false;         // get-all
     bool yes = false;                  // format
     std::string set;                   // clock, owner: the value to set
+    bool setGiven = false;             // clock, owner: --set was given (owner: "" clears)
     bool download = false;             // capture, events
     unsigned count = 1;                // capture; events (0: no limit)
     double interval = 0;               // capture
-    double seconds = 0;                // events (0: no limit)
+    double seconds = -1;               // events (negative: no limit; 0 returns at once)
+    unsigned files = 0;                // events: stop after this many pictures (0: no limit)
     std::vector<std::string> config;   // config: list | get NAME | set NAME VALUE
 };
 

@@ -15,6 +15,7 @@ struct UsageError : std::runtime_error {
 };
 
 int runInfo(const Options& options, const Output& output);
+int runDetect(const Options& options, const Output& output);
 int runClock(const Options& options, const Output& output);
 int runOwner(const Options& options, const Output& output);
 

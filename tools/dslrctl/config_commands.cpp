@@ -3,6 +3,7 @@
 
 #include "camera.h"
 #include "commands.h"
+#include "exposure_values.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -29,6 +30,7 @@ struct Setting {
     std::function<void(const Camera&, long)> set;
     std::function<std::vector<long>(const Camera&)> accepts;  // the values the camera takes
     long low, high, step;                               // or this range, when no list
+    std::optional<Exposure> exposure = std::nullopt;    // codes with photographers' names
 };
 
 // --- release parameters: one field of the 48-byte record each ------------
@@ -45,12 +47,13 @@ dsREMOTE_RELEASE_PARAMS releaseParams(const Camera& camera)
 // Byte offset and width of the field in the record, and the camera's number
 // for it in the available-values request.
 Setting releaseSetting(const char* name, const char* help, std::size_t offset, std::size_t width,
-                       std::uint32_t parameter, std::vector<Named> words = {})
+                       std::uint32_t parameter, std::vector<Named> words = {},
+                       std::optional<Exposure> exposure = std::nullopt)
 {
     auto field = [offset](dsREMOTE_RELEASE_PARAMS& params) {
         return reinterpret_cast<std::uint8_t*>(&params) + offset;
     };
-    Setting setting{name, help, std::move(words), nullptr, nullptr, nullptr, 0, 0, 0};
+    Setting setting{name, help, std::move(words), nullptr, nullptr, nullptr, 0, 0, 0, exposure};
     setting.get = [=](const Camera& camera) {
         dsREMOTE_RELEASE_PARAMS params = releaseParams(camera);
         std::uint16_t value = 0;
@@ -140,9 +143,11 @@ Setting jpegSetting(const char* name, const char* help, std::size_t index)
 std::vector<Setting> settings()
 {
     std::vector<Setting> table = {
-        releaseSetting("iso", "ISO speed (camera code)", offsetof(dsREMOTE_RELEASE_PARAMS, wISO), 2, 1),
-        releaseSetting("aperture", "aperture, Av (camera code)", offsetof(dsREMOTE_RELEASE_PARAMS, wAv), 2, 2),
-        releaseSetting("shutter", "shutter speed, Tv (camera code)", offsetof(dsREMOTE_RELEASE_PARAMS, wTv), 2, 3),
+        releaseSetting("iso", "ISO speed", offsetof(dsREMOTE_RELEASE_PARAMS, wISO), 2, 1, {}, Exposure::iso),
+        releaseSetting("aperture", "aperture, Av", offsetof(dsREMOTE_RELEASE_PARAMS, wAv), 2, 2, {},
+                       Exposure::aperture),
+        releaseSetting("shutter", "shutter speed, Tv", offsetof(dsREMOTE_RELEASE_PARAMS, wTv), 2, 3, {},
+                       Exposure::shutter),
         releaseSetting("image-size", "image size of the next release", 0, 1, 4,
                        {{0, "large"}, {1, "medium"}, {2, "small"}}),
         releaseSetting("file-format", "file format of the next release", 1, 1, 5,
@@ -172,16 +177,28 @@ std::vector<Setting> settings()
     return table;
 }
 
+std::string codeText(long value)
+{
+    char hex[16];
+    std::snprintf(hex, sizeof(hex), "0x%02lX", value);
+    return hex;
+}
+
+// The value as a word or a number; exposure codes as photographers write them.
 std::string valueText(const Setting& setting, long value)
 {
+    if (setting.exposure) return exposureName(*setting.exposure, static_cast<std::uint16_t>(value));
     for (const Named& word : setting.words)
         if (word.value == value) return word.name;
-    if (setting.accepts) {
-        char hex[16];
-        std::snprintf(hex, sizeof(hex), "0x%02lX", value);
-        return hex;
-    }
+    if (setting.accepts) return codeText(value);
     return std::to_string(value);
+}
+
+// What a person reads: "f/5.6 (0x30)", the code beside the name.
+std::string shownValue(const Setting& setting, long value)
+{
+    const std::string text = valueText(setting, value);
+    return setting.exposure && text != codeText(value) ? text + " (" + codeText(value) + ")" : text;
 }
 
 json acceptsJson(const Setting& setting, const Camera& camera)
@@ -198,7 +215,12 @@ std::string acceptsText(const json& accepts)
         return std::to_string(accepts["min"].get<long>()) + " to " + std::to_string(accepts["max"].get<long>()) +
                (accepts["step"].get<long>() != 1 ? " in steps of " + std::to_string(accepts["step"].get<long>()) : "");
     std::string text;
-    for (const json& value : accepts) text += (text.empty() ? "" : " ") + value.get<std::string>();
+    for (const json& value : accepts) {
+        const std::string word = value.get<std::string>();
+        // Names with spaces in them ("ISO 100") are set apart by commas.
+        const bool spaced = word.find(' ') != std::string::npos;
+        text += (text.empty() ? "" : spaced ? ", " : " ") + word;
+    }
     return text;
 }
 
@@ -211,11 +233,18 @@ const Setting& findSetting(const std::vector<Setting>& table, const std::string&
     throw UsageError("no setting '" + name + "'; there are " + names);
 }
 
-// A readable value word, or a number (decimal or 0x-hex) in the setting's range.
+// A readable value word, or a number (decimal or 0x-hex) in the setting's
+// range. Exposure settings take photographers' values, and codes in hex only,
+// as 400 is ISO 400 and never code 400.
 long parseValue(const Setting& setting, const std::string& text)
 {
     for (const Named& word : setting.words)
         if (text == word.name) return word.value;
+    if (setting.exposure) {
+        if (const auto code = parseExposure(*setting.exposure, text)) return *code;
+        if (text.rfind("0x", 0) != 0 && text.rfind("0X", 0) != 0)
+            throw UsageError("bad value '" + text + "' for " + setting.name + " (see: dslrctl config list)");
+    }
     errno = 0;
     char* end = nullptr;
     const long value = std::strtol(text.c_str(), &end, 0);
@@ -241,12 +270,14 @@ int runConfig(const Options& options, const Output& output)
             const long value = setting.get(camera);
             const json accepts = acceptsJson(setting, camera);
             char line[160];
-            std::snprintf(line, sizeof(line), "%-22s %-10s %s", setting.name,
-                          valueText(setting, value).c_str(), setting.help);
+            std::snprintf(line, sizeof(line), "%-22s %-16s %s", setting.name,
+                          shownValue(setting, value).c_str(), setting.help);
             output.text(line);
             output.text(std::string(23, ' ') + "accepts: " + acceptsText(accepts));
-            list.push_back({{"name", setting.name}, {"value", valueText(setting, value)},
-                            {"raw", value}, {"help", setting.help}, {"accepts", accepts}});
+            json entry = {{"name", setting.name}, {"value", valueText(setting, value)},
+                          {"raw", value}, {"help", setting.help}, {"accepts", accepts}};
+            if (setting.exposure) entry["code"] = codeText(value);
+            list.push_back(entry);
         }
         output.document({{"settings", list}});
         return 0;
@@ -265,8 +296,10 @@ int runConfig(const Options& options, const Output& output)
     }
     // A set is read back, so what is printed is what the camera now holds.
     const long value = setting.get(camera);
-    output.text(std::string(setting.name) + " = " + valueText(setting, value));
-    output.document({{"name", setting.name}, {"value", valueText(setting, value)}, {"raw", value}});
+    output.text(std::string(setting.name) + " = " + shownValue(setting, value));
+    json document = {{"name", setting.name}, {"value", valueText(setting, value)}, {"raw", value}};
+    if (setting.exposure) document["code"] = codeText(value);
+    output.document(document);
     return 0;
 }
 

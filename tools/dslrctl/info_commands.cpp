@@ -70,7 +70,12 @@ std::uint32_t parseTime(const std::string& text)
         throw UsageError("bad time '" + text + "': give now, seconds since 1970 or YYYY-MM-DDTHH:MM:SS (UTC)");
     fields.tm_year -= 1900;
     fields.tm_mon -= 1;
-    return static_cast<std::uint32_t>(fromUtcFields(fields));
+    // The camera counts seconds since 1970 in 32 bits: 2106-02-07T06:28:15 is its last.
+    const long long counted = static_cast<long long>(fromUtcFields(fields));
+    if (counted < 0 || counted > 0xFFFFFFFFll)
+        throw UsageError("time '" + text + "' is outside what the camera can hold (1970-01-01T00:00:00 to " +
+                         isoTime(static_cast<std::time_t>(0xFFFFFFFFll)) + ")");
+    return static_cast<std::uint32_t>(counted);
 }
 
 }  // namespace
@@ -119,7 +124,7 @@ int runInfo(const Options& options, const Output& output)
 
 int runClock(const Options& options, const Output& output)
 {
-    const bool setting = !options.set.empty();
+    const bool setting = options.setGiven;
     const std::uint32_t wanted = setting ? parseTime(options.set) : 0;
     Camera camera(options.port);
     if (setting) {
@@ -135,10 +140,14 @@ int runClock(const Options& options, const Output& output)
 
 int runOwner(const Options& options, const Output& output)
 {
+    // The camera keeps the name in 32 bytes with its terminating NUL; letters
+    // beyond ASCII take more than one byte each.
     if (options.set.size() > 31)
-        throw UsageError("owner name longer than 31 characters");
+        throw UsageError("owner name of " + std::to_string(options.set.size()) +
+                         " bytes; the camera keeps at most 31 bytes");
     Camera camera(options.port);
-    if (!options.set.empty())
+    // An empty name clears the owner, as the camera's own menu can.
+    if (options.setGiven)
         Camera::check("baseWriteSetting(OWNER_NAME)",
                       camera->baseWriteSetting(OWNER_NAME, options.set.c_str()));
     const std::string owner = ownerName(camera.get());

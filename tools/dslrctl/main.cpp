@@ -27,7 +27,7 @@ int main(int argc, char** argv)
         {"ls", runList},         {"get", runGet},       {"get-all", runGetAll},
         {"put", runPut},         {"rm", runRemove},     {"mkdir", runMakeDirectory},
         {"format", runFormat},   {"capture", runCapture}, {"events", runEvents},
-        {"config", runConfig},
+        {"config", runConfig},   {"detect", runDetect},
     };
     output.detail("port " + options.port);
     try {

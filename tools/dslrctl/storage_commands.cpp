@@ -2,13 +2,20 @@
 
 #include "camera.h"
 #include "commands.h"
+#include "file_selection.h"
 #include "transfer.h"
 
 #include <algorithm>
 #include <cctype>
 #include <chrono>
 #include <filesystem>
+#include <cstring>
 #include <iostream>
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
 
 namespace dslrctl {
 
@@ -40,6 +47,27 @@ std::string entryLine(const Entry& entry)
     char size[16];
     std::snprintf(size, sizeof(size), "%10u", static_cast<unsigned>(entry.size));
     return attributeText(entry) + " " + size + "  " + isoTime(entry.time) + "  " + shownPath(entry.path);
+}
+
+// "#12   " before a file when listings are numbered; blank before a folder.
+std::string numberColumn(bool numbered, const json& record)
+{
+    if (!numbered) return "";
+    char text[16] = "";
+    if (record.contains("number"))
+        std::snprintf(text, sizeof(text), "#%zu", record["number"].get<std::size_t>());
+    std::snprintf(text + std::strlen(text), sizeof(text) - std::strlen(text), "%*s",
+                  static_cast<int>(6 - std::min<std::size_t>(std::strlen(text), 5)), "");
+    return text;
+}
+
+bool inputIsTerminal()
+{
+#ifdef _WIN32
+    return _isatty(0) != 0;
+#else
+    return isatty(0) != 0;
+#endif
 }
 
 std::vector<std::string> volumeRoots(const Camera& camera)
@@ -76,7 +104,7 @@ struct Totals {
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         char rate[64];
         std::snprintf(rate, sizeof(rate), " in %.2f s", seconds);
-        return std::to_string(files) + " files, " + byteCount(bytes) + rate +
+        return std::to_string(files) + (files == 1 ? " file, " : " files, ") + byteCount(bytes) + rate +
                (skipped != 0 ? ", " + std::to_string(skipped) + " already there" : "");
     }
 };
@@ -107,6 +135,8 @@ int runList(const Options& options, const Output& output)
     std::vector<std::string> paths;
     for (const std::string& path : options.paths) paths.push_back(cameraPath(path));
     if (paths.empty()) paths = volumeRoots(camera);
+    const std::map<std::string, std::size_t> numbers =
+        options.numbered ? fileNumbers(camera) : std::map<std::string, std::size_t>{};
     json entries = json::array();
     for (const std::string& path : paths) {
         Entry self;
@@ -114,8 +144,11 @@ int runList(const Options& options, const Output& output)
         const std::vector<Entry> found =
             self.directory() ? camera.list(path, options.recursive ? 63 : 1) : std::vector<Entry>{self};
         for (const Entry& entry : found) {
-            output.text(entryLine(entry));
-            entries.push_back(entryJson(entry));
+            json record = entryJson(entry);
+            const auto number = numbers.find(shownPath(entry.path));
+            if (number != numbers.end()) record["number"] = number->second;
+            output.text(numberColumn(options.numbered, record) + entryLine(entry));
+            entries.push_back(record);
         }
     }
     output.document({{"entries", entries}});
@@ -127,7 +160,7 @@ int runGet(const Options& options, const Output& output)
     Camera camera(options.port);
     Totals totals;
     json files = json::array();
-    for (const std::string& given : options.paths) {
+    for (const std::string& given : selectedPaths(camera, options)) {
         const std::string path = cameraPath(given);
         Entry entry;
         if (!camera.stat(path, entry)) throw CameraError("baseGetFile(" + shownPath(path) + ")", 0x02000201u);
@@ -172,6 +205,8 @@ int runPut(const Options& options, const Output& output)
 {
     const std::string& source = options.paths[0];
     std::error_code error;
+    if (fs::is_directory(source, error))
+        throw UsageError(source + " is a directory; put uploads one file");
     if (!fs::is_regular_file(source, error)) throw UsageError("no such file: " + source);
     Camera camera(options.port);
     std::string destination = cameraPath(options.paths[1]);
@@ -183,6 +218,9 @@ int runPut(const Options& options, const Output& output)
         destination += (destination.back() == '\\' ? "" : "\\") + name;
     }
     const std::uint64_t bytes = upload(camera, output, source, destination);
+    // Show the name the camera stored, which may differ in case from the one given.
+    if (camera.stat(destination, entry) && !entry.path.empty())
+        destination = destination.substr(0, destination.rfind('\\') + 1) + baseName(entry.path);
     output.text(source + " -> " + shownPath(destination) + " (" + byteCount(bytes) + ")");
     output.document({{"source", source}, {"path", shownPath(destination)}, {"bytes", bytes}});
     return 0;
@@ -192,7 +230,7 @@ int runRemove(const Options& options, const Output& output)
 {
     Camera camera(options.port);
     json removed = json::array();
-    for (const std::string& given : options.paths) {
+    for (const std::string& given : selectedPaths(camera, options)) {
         const std::string path = cameraPath(given);
         const std::string list = pathList(path);
         Camera::check("baseDeleteFiles", camera->baseDeleteFiles(list.data()));
@@ -206,8 +244,19 @@ int runRemove(const Options& options, const Output& output)
 int runMakeDirectory(const Options& options, const Output& output)
 {
     Camera camera(options.port);
-    const std::string path = cameraPath(options.paths[0]);
-    Camera::check("basecreateDir", camera->basecreateDir(path.c_str()));
+    std::string path = cameraPath(options.paths[0]);
+    if (path.size() > path.find('\\') + 1 && path.back() == '\\') path.pop_back();
+    // With -p the folders above are made first, and one already there is fine.
+    std::vector<std::string> folders;
+    if (options.parents)
+        for (std::size_t at = path.find('\\') + 1; (at = path.find('\\', at)) != std::string::npos; ++at)
+            folders.push_back(path.substr(0, at));
+    folders.push_back(path);
+    for (const std::string& folder : folders) {
+        Entry existing;
+        if (options.parents && camera.stat(folder, existing) && existing.directory()) continue;
+        Camera::check("basecreateDir", camera->basecreateDir(folder.c_str()));
+    }
     output.text("created " + shownPath(path));
     output.document({{"created", shownPath(path)}});
     return 0;
@@ -224,7 +273,10 @@ int runFormat(const Options& options, const Output& output)
     if (!options.yes) {
         std::cerr << "Erase every file on " << volume << "? [y/N] " << std::flush;
         std::string answer;
-        if (!std::getline(std::cin, answer) || (answer != "y" && answer != "yes")) {
+        const bool answered = static_cast<bool>(std::getline(std::cin, answer));
+        // A terminal echoes the answer and its Enter; piped input does not.
+        if (!inputIsTerminal()) std::cerr << answer << '\n';
+        if (!answered || (answer != "y" && answer != "yes")) {
             output.error(volume + " not formatted");
             return 1;
         }
