@@ -22,6 +22,38 @@ void addGlobals(CLI::App& app, Options& o)
     app.add_flag("-v,--verbose", o.verbose, "say what is being done, on stderr");
 }
 
+// Whether a download may replace a local file, on each command that saves.
+void addSaveOptions(CLI::App& sub, Options& o)
+{
+    auto* force = sub.add_flag("--force-overwrite", o.forceOverwrite, "replace local files already there");
+    sub.add_flag("--skip-existing,--new", o.skipExisting, "leave local files already there")
+        ->excludes(force);
+}
+
+// A port path of a known kind with something after its prefix; the message
+// says what is wrong, or is empty.
+std::string portProblem(const std::string& port)
+{
+    const auto after = [&](const char* prefix) {
+        return port.rfind(prefix, 0) == 0 ? port.substr(std::char_traits<char>::length(prefix)) : std::string("-");
+    };
+    if (after("sim:").empty()) return "sim: needs a camera name, such as sim:demo";
+    if (after("unix:").empty()) return "unix: needs the socket's path, such as unix:/tmp/cam.sock";
+    const std::string tcp = after("tcp:");
+    if (tcp != "-") {
+        const std::size_t colon = tcp.rfind(':');
+        const std::string number = colon == std::string::npos ? "" : tcp.substr(colon + 1);
+        if (colon == std::string::npos || colon == 0 || number.empty() || number.size() > 5 ||
+            number.find_first_not_of("0123456789") != std::string::npos || std::stoul(number) == 0 ||
+            std::stoul(number) > 65535)
+            return "tcp: needs HOST:PORT with a port from 1 to 65535, such as tcp:127.0.0.1:5400";
+    }
+    if (port.rfind("/dev/", 0) == 0 && port.rfind("/dev/sg", 0) != 0)
+        return port + " is not a SCSI generic device: give /dev/sgN (the camera's node; "
+                      "lsscsi -g shows it)";
+    return "";
+}
+
 }  // namespace
 
 int parseCommandLine(int argc, char** argv, Options& o)
@@ -50,10 +82,8 @@ int parseCommandLine(int argc, char** argv, Options& o)
     get->add_option("-o,--output", o.outputDir, "host directory (default .)");
 
     auto* all = app.add_subcommand("get-all", "download every file, keeping the folders");
-    for (CLI::App* sub : {all, &app}) {
+    for (CLI::App* sub : {all, &app})
         sub->add_option("-o,--output", o.outputDir, "host directory (default .)");
-        sub->add_flag("--skip-existing", o.skipExisting, "leave files already there");
-    }
 
     auto* put = app.add_subcommand("put", "upload a file");
     put->add_option("args", o.paths, "FILE DEST (DEST a camera file or directory)")
@@ -93,6 +123,14 @@ int parseCommandLine(int argc, char** argv, Options& o)
         }
     }
 
+    for (CLI::App* sub : {get, all, capture, events, &app}) addSaveOptions(*sub, o);
+    for (CLI::App* sub : {capture, events, &app})
+        sub->add_option("--filename", o.filename,
+                        "name pattern of a downloaded picture: %f name, %C extension, %n number, "
+                        "%Y%m%d%H%M%S the picture's time, %% (default: the camera's name, else capt%04n.%C)");
+    for (CLI::App* sub : {capture, &app})
+        sub->add_flag("--keep", o.keep, "with --download, keep the picture on the card too");
+
     app.add_subcommand("config", "image and release settings by name")
         ->add_option("args", o.config, "list | get NAME | set NAME VALUE")
         ->required();
@@ -109,6 +147,10 @@ int parseCommandLine(int argc, char** argv, Options& o)
                      [&](const char* kind) { return o.port.rfind(kind, 0) == 0; })) {
         std::cerr << "dslrctl: unknown port '" << o.port
                   << "': give sim:NAME, unix:PATH, tcp:HOST:PORT, /dev/sgN or \\\\.\\NAME\n";
+        return 2;
+    }
+    if (const std::string problem = portProblem(o.port); !problem.empty()) {
+        std::cerr << "dslrctl: bad port '" << o.port << "': " << problem << "\n";
         return 2;
     }
     const std::pair<bool, const char*> aliases[] = {{summary, "info"},

@@ -17,7 +17,10 @@ struct Options {
     bool recursive = false;            // ls -R
     std::vector<std::string> paths;    // ls, get, rm, mkdir, format, put
     std::string outputDir = ".";       // get, get-all, capture, events
-    bool skipExisting = false;         // get-all
+    bool skipExisting = false;         // get, get-all, capture, events: --skip-existing, --new
+    bool forceOverwrite = false;       // get, get-all, capture, events
+    bool keep = false;                 // capture: the picture stays on the card too
+    std::string filename;              // capture, events: the name pattern of a picture
     bool yes = false;                  // format
     std::string set;                   // clock, owner: the value to set
     bool download = false;             // capture, events
