@@ -254,10 +254,10 @@ int runEvents(const Options& options, const Output& output)
 {
     Camera camera(options.port);
     camera.startEvents();
-    output.detail("watching for camera events");
     CaptureNames names(options.filename, options.outputDir);
     const SaveRules rules{existingRule(options), true};
     CardFiles known = cardFiles(camera);
+    output.detail("watching for camera events");
     int status = 0;
     const auto start = std::chrono::steady_clock::now();
     const auto limit = std::chrono::duration<double>(options.seconds);

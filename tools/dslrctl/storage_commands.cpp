@@ -245,7 +245,13 @@ int runPut(const Options& options, const Output& output)
     Camera camera(options.port);
     std::string destination = cameraPath(options.paths[1]);
     Entry entry;
-    if (destination.back() == '\\' || (camera.stat(destination, entry) && entry.directory())) {
+    bool directory = destination.back() == '\\';
+    try {
+        directory = directory || (camera.stat(destination, entry) && entry.directory());
+    } catch (const CameraError& error) {
+        throw CameraError("upload to " + shownPath(destination), error.code());
+    }
+    if (directory) {
         std::string name = fs::path(source).filename().string();
         std::transform(name.begin(), name.end(), name.begin(),
                        [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
