@@ -115,7 +115,7 @@ json downloadHeld(const Camera& camera, const Output& output, const ImageNotice&
                   CaptureNames& names, const SaveRules& rules, const std::string& cardPath)
 {
     const std::time_t now = std::time(nullptr);
-    const fs::path target = names.next({baseName(cardPath), notice.kind == 2 ? "rvx" : "jpg", now});
+    const fs::path target = names.next({baseName(cardPath), notice.kind == 2 ? "rvx" : "jpg", now}, notice.sequence);
     json record = {{"sequence", notice.sequence}};
     if (!cardPath.empty()) record["path"] = cardPath;
     const std::string picture = "picture " + std::to_string(notice.sequence);
@@ -144,7 +144,7 @@ json downloadHeld(const Camera& camera, const Output& output, const ImageNotice&
         record["saved"] = saved.path;
         record["bytes"] = saved.bytes;
     } catch (const LocalError& error) {
-        if (cardPath.empty()) throw;
+        if (cardPath.empty()) throw LocalError(picture + " " + error.what());
         output.error(std::string(error.what()) + "; the picture is on the card as " + cardPath);
         record["error"] = error.what();
     }

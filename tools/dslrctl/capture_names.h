@@ -6,6 +6,7 @@
 // the number goes on past every file already there.
 #pragma once
 
+#include <cstdint>
 #include <ctime>
 #include <filesystem>
 #include <string>
@@ -23,15 +24,18 @@ public:
     // An empty pattern: the camera's name, else capt%04n.%C.
     CaptureNames(std::string pattern, std::filesystem::path directory);
 
-    // The path of the next picture.
-    std::filesystem::path next(const PictureFacts& facts);
+    // The path of the next picture. The images of one release (`shot`: its
+    // JPEG and RAW) share a number where their names stay free.
+    std::filesystem::path next(const PictureFacts& facts, std::uint32_t shot);
 
 private:
-    std::string expand(const std::string& pattern, const PictureFacts& facts, unsigned number) const;
+    std::string expand(const std::string& pattern, const PictureFacts& facts,
+                       unsigned number) const;
 
     std::string m_pattern;
     std::filesystem::path m_directory;
     unsigned m_number = 0;
+    std::uint32_t m_shot = 0;
 };
 
 }  // namespace dslrctl

@@ -84,7 +84,8 @@ bool placeFile(const fs::path& part, const fs::path& target, bool replace)
         return true;
     }
     if (errno == EEXIST) return false;
-    if (errno == EPERM || errno == ENOTSUP || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK)
+    if (errno == EPERM || errno == ENOTSUP || errno == EOPNOTSUPP || errno == ENOSYS ||
+        errno == EMLINK)
         return placeByCheckAndRename(part, target);
     throw LocalError("write", target, errno);
 #endif

@@ -38,7 +38,8 @@ void makeDirectories(const std::filesystem::path& directory);
 // Moves the finished `part` to `target`. With `replace` false it never goes
 // over a file that is there, even one that appeared since the decision:
 // returns false then and leaves `part` where it was.
-bool placeFile(const std::filesystem::path& part, const std::filesystem::path& target, bool replace);
+bool placeFile(const std::filesystem::path& part, const std::filesystem::path& target,
+               bool replace);
 
 // `NAME` in `directory` if free, else NAME_1, NAME_2, ... before the extension.
 std::filesystem::path freeName(const std::filesystem::path& directory, const std::string& name);

@@ -143,7 +143,7 @@ Saved rescue(const std::vector<std::uint8_t>& bytes, const fs::path& target, std
             reasons += "; " + std::string(error.what());
         }
     }
-    throw LocalError("the picture is lost: " + reasons);
+    throw LocalError("is lost: " + reasons);
 }
 
 // After an upload cut off midway: removes the partial file while the camera
