@@ -312,6 +312,25 @@ TEST(Dslrctl, InterruptedDownloadAndLostCamera)
         EXPECT_TRUE(fs::is_empty(out)) << "no partial file";
     }
     EXPECT_EQ(dslrctl({"--port", port, "info"}).status, 0);
+    {
+        // A camera lost mid-get-all: what was saved and what failed, in
+        // words and in the JSON document.
+        const std::string otherPort = "unix:/tmp/" + uniqueName("dslrctl-lost") + ".sock";
+        auto other = std::make_unique<Dslrsim>(otherPort, std::vector<std::string>{"--card", "ATA01=" + card.string()});
+        ASSERT_TRUE(other->ready());
+        ChildProcess all({DSLRCTL_PATH, "--port", otherPort, "--json", "get-all", "-o", out.string()});
+        const fs::path folder = out / "ATA01" / "DCIM";
+        for (int i = 0; i < 2400 && !(fs::is_directory(folder) && holdsPartFile(folder)); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        other.reset();
+        const std::string output = all.readAll(30000);
+        EXPECT_EQ(all.wait(), 1) << output;
+        EXPECT_NE(output.find("0 of 1 files saved; ATA01:/DCIM/HUGE.BIN: "), std::string::npos) << output;
+        const json result = json::parse(output.substr(output.find('{')));
+        EXPECT_EQ(result["failed"][0]["path"], "ATA01:/DCIM/HUGE.BIN");
+        EXPECT_EQ(result["count"], 0);
+        EXPECT_TRUE(fs::is_empty(folder)) << "no partial file";
+    }
 
     ChildProcess watch({DSLRCTL_PATH, "-v", "--port", port, "--json", "events", "--seconds", "600"});
     std::string line;

@@ -124,7 +124,8 @@ bool saveBytes(const std::vector<std::uint8_t>& bytes, const fs::path& target, s
 // The places a picture goes when its own cannot take it.
 std::vector<fs::path> rescueFolders()
 {
-    std::vector<fs::path> folders = {fs::current_path()};
+    std::error_code error;
+    std::vector<fs::path> folders = {fs::current_path(error)};
     const char* temporary = std::getenv("TMPDIR");
     folders.emplace_back(temporary != nullptr && *temporary != '\0' ? temporary : "/tmp");
     return folders;
