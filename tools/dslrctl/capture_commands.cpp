@@ -176,6 +176,8 @@ private:
 
 int runCapture(const Options& options, const Output& output)
 {
+    if (options.keep && !options.download)
+        throw UsageError("--keep goes with --download (without it the picture is written to the card)");
     Camera camera(options.port);
     camera.startEvents();
     RemoteRelease session(camera);
