@@ -86,8 +86,7 @@ private:
     bool m_placed = false;
 };
 
-// Reads the announced data block by block, handing each to `sink`; Ctrl-C
-// between blocks resets the camera's transfer.
+// Reads the announced data block by block, handing each to `sink`.
 void receive(const Camera& camera, std::uint32_t length, Progress& progress,
              const std::function<void(const std::uint8_t*, std::uint32_t)>& sink)
 {
@@ -101,7 +100,9 @@ void receive(const Camera& camera, std::uint32_t length, Progress& progress,
             done += count;
             progress.update(done);
         }
-    } catch (const Interrupted&) {
+    } catch (...) {
+        // Ctrl-C, or a local failure that ends the transfer early: the
+        // camera abandons it, so that the next file can be asked for.
         progress.finish();
         camera.resetTransfer();
         throw;
@@ -171,7 +172,8 @@ Saved download(const Camera& camera, const Output& output, const Announce& annou
         const std::uint32_t length = announce();
         Progress progress(output, path.filename().string(), length, job);
         std::vector<std::uint8_t> bytes;
-        bytes.reserve(length);
+        // The length is the camera's word: room grows with what arrives.
+        bytes.reserve(std::min(length, kReadBlock * 64));
         receive(camera, length, progress,
                 [&](const std::uint8_t* data, std::uint32_t count) { bytes.insert(bytes.end(), data, data + count); });
         try {
