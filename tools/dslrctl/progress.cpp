@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kBarWidth = 24;
 constexpr int kNarrowestBar = 6;
-constexpr std::size_t kShortestName = 6;
+constexpr std::size_t kShortestName = 20;  // a name gives way only after the rate and bytes
 
 std::string duration(double seconds)
 {
