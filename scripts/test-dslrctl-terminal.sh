@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # dslrctl in a real terminal (tmux): the progress display of a long download
 # updates and is wiped when it ends, and Ctrl-C mid-download ends it with
-# nothing partial left, after which the next command works.
+# nothing partial left, after which the next command works. At 80 and at 50
+# columns the display of get-all never wraps, and the question before a local
+# file is replaced is answered both ways.
 #
 #   scripts/test-dslrctl-terminal.sh [BUILD_DIR]
 set -euo pipefail
@@ -29,12 +31,13 @@ fail() { echo "FAIL: $*"; echo "--- pane:"; tmux capture-pane -p -t "$session" |
 # at 40 MB/s), however fast the machine moves it.
 mkdir -p "$work/card/DCIM" "$work/out" "$work/cut"
 head -c $((96 * 1024 * 1024)) /dev/urandom > "$work/card/DCIM/BIG.BIN"
+head -c 5000 /dev/urandom > "$work/card/DCIM/SMALL.JPG"
 "$dslrsim" --listen "unix:$socket" --card "ATA01=$work/card" --link s400 > "$work/sim.log" 2>&1 &
 sim_pid=$!
 for _ in $(seq 50); do grep -q listening "$work/sim.log" && break; sleep 0.1; done
 
 tmux new-session -d -s "$session" -x 160 -y 20
-pane() { tmux capture-pane -p -t "$session"; }
+pane() { tmux capture-pane -p -J -t "$session"; }
 type_line() { tmux send-keys -t "$session" "$1" Enter; }
 wait_for() {  # pattern, seconds
   for _ in $(seq $(($2 * 10))); do pane | grep -qE "$1" && return 0; sleep 0.1; done
@@ -77,3 +80,54 @@ type_line "clear; $dslrctl --port unix:$socket info; echo NEXT=\$?"
 wait_for 'NEXT=[0-9]' 30 || fail "the next command did not end"
 pane | grep -q 'NEXT=0' || fail "the next command failed"
 echo "PASS: Ctrl-C ended the download cleanly and the next command worked"
+
+# 3. At 80 and 50 columns: the whole job's display of get-all stays on one
+# line (a wrapped line would show as a second row, and joined with -J be
+# wider than the window), and Ctrl-C still ends it cleanly.
+for width in 80 50; do
+  tmux kill-session -t "$session"
+  tmux new-session -d -s "$session" -x "$width" -y 20
+  type_line "clear; $dslrctl --port unix:$socket get-all -o $work/w$width; echo ALL=\$?"
+  wait_for '^[12]/2 ' 30 || fail "no job display at $width columns"
+  rows=0
+  for _ in $(seq 1200); do
+    screen=$(pane)
+    grep -qE 'ALL=[0-9]' <<<"$screen" && break
+    widest=$(awk '{ if (length($0) > w) w = length($0) } END { print w + 0 }' <<<"$(grep -E '^[12]/2 ' <<<"$screen")")
+    [ "$widest" -lt "$width" ] || fail "a progress line of $widest columns at $width"
+    shown=$(grep -cE '^[12]/2 ' <<<"$screen" || true)
+    [ "$shown" -le 1 ] || fail "progress left lines behind at $width columns"
+    [ "$shown" -eq 1 ] && { rows=$((rows + 1)); sample=$(grep -E '^[12]/2 ' <<<"$screen"); }
+    sleep 0.1
+  done
+  # On a loaded machine the screen may be read only a few times.
+  [ "$rows" -ge 1 ] || fail "the job display was not seen at $width columns"
+  pane | grep -q 'ALL=0' || fail "get-all failed at $width columns"
+  echo "PASS: $width columns: the job display stayed on one line ($rows looks), such as"
+  echo "  |$sample|"
+done
+type_line "clear; $dslrctl --port unix:$socket get-all -o $work/cut50; echo CUT=\$?"
+wait_for '^1/2 ' 30 || fail "no job display before Ctrl-C at 50 columns"
+tmux send-keys -t "$session" C-c
+wait_for 'CUT=[0-9]' 30 || fail "Ctrl-C did not end get-all"
+pane | grep -q 'CUT=130' || fail "Ctrl-C did not give status 130 at 50 columns"
+[ -z "$(find "$work/cut50" -type f)" ] || fail "something was left: $(find "$work/cut50" -type f)"
+echo "PASS: Ctrl-C at 50 columns ended get-all with nothing left"
+
+# 4. The question before a local file is replaced: "n" keeps it, "y" replaces it.
+small=ATA01:/DCIM/SMALL.JPG
+echo mine > "$work/out/SMALL.JPG"
+for answer in n y; do
+  type_line "clear; $dslrctl --port unix:$socket get $small -o $work/out; echo ASK$answer=\$?"
+  wait_for 'overwrite .*\? \[y/N\]' 30 || fail "no question before replacing a file"
+  type_line "$answer"
+  wait_for "ASK$answer=[0-9]" 30 || fail "the get did not end after '$answer'"
+  pane | grep -q "ASK$answer=0" || fail "the get failed after '$answer'"
+  if [ "$answer" = n ]; then
+    [ "$(cat "$work/out/SMALL.JPG")" = mine ] || fail "'n' replaced the file"
+  else
+    cmp -s "$work/out/SMALL.JPG" "$work/card/DCIM/SMALL.JPG" ||
+      fail "'y' did not replace the file"
+  fi
+done
+echo "PASS: the overwrite question kept the file on 'n' and replaced it on 'y'"

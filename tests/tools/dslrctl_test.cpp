@@ -144,10 +144,14 @@ TEST(Dslrctl, CommandTable)
         {{"config", "set", "iso", "0x61"}, 2, "does not take 0x61 for iso", nullptr, {}},
         {{"config", "set", "white-balance", "2850"}, 2, "bad value '2850'", nullptr, {}},
         {{"put", "/no/such/file", "ATA01:/"}, 2, "no such file: /no/such/file", nullptr, {}},
-        {{"get", "ATA01:/DCIM"}, 2, "is a directory", nullptr, {}},
+        {{"--port", "tcp:localhost", "info"}, 2, "bad port 'tcp:localhost'", nullptr, {}},
+        {{"--port", "/dev/null", "info"}, 2, "not a SCSI generic device", nullptr, {}},
         // The camera says no, or is not there: status 1 and the code in words.
         {{"get", "ATA01:/NOPE.JPG"}, 1, "failed: 0x02000201, no such file or directory", nullptr, {}},
-        {{"rm", "ATA01:/DCIM"}, 1, "baseDeleteFiles failed: 0x02000205, the directory is not empty", nullptr, {}},
+        {{"rm", "ATA01:/DCIM"}, 1, "delete ATA01:/DCIM failed: 0x02000205, the directory is not empty", nullptr, {}},
+        // Several paths: each failure named, the others still done.
+        {{"rm", "ATA02:/", "ATA01:/DCIM/100VELOR/IMG_0001.JPG"}, 1, "removed ATA01:/DCIM/100VELOR/IMG_0001.JPG", nullptr, {}},
+        {{"get", "ATA01:/DCIM", "ATA01:/NOPE.JPG"}, 1, "download ATA01:/NOPE.JPG failed: 0x02000201", nullptr, {}},
         {{"put", "/etc/hostname", "ATA01:/a-name-far-too-long.txt"}, 1, "0x02000102", nullptr, {}},
         {{"--port", "unix:/tmp/no-dslrsim-here.sock", "info"}, 1,
          "baseDslrOpenPort failed: 0x02000080, device not available", nullptr, {}},
@@ -222,6 +226,101 @@ TEST(Dslrctl, TransfersAgainstTheFilesBehindTheCard)
     fs::remove_all(out);
 }
 
+// No run replaces a local file unless told to; a held picture that cannot be
+// saved where asked is saved elsewhere; captures take the card's name or a
+// pattern whose number never reuses a name. On the embedded camera and on a
+// dslrsim, each row on the files the rows before it left.
+TEST(Dslrctl, NeverLosesAPicture)
+{
+    const char* const image = "ATA01:/DCIM/100VELOR/IMG_0001.JPG";
+    struct Row {
+        std::vector<std::string> arguments;
+        int status;
+        const char* shows;
+        const char* file;   // under the work folder, after the run
+        std::uintmax_t size;  // its size; 0: any but the 4 bytes written first
+    };
+    const Row rows[] = {
+        {{"get", image, "-o", "col"}, 1, "col/IMG_0001.JPG already exists", "col/IMG_0001.JPG", 4},
+        {{"get", image, "-o", "col", "--skip-existing"}, 0, "", "col/IMG_0001.JPG", 4},
+        {{"get-all", "-o", "all"}, 1, "3 of 4 files saved; ATA01:/DCIM/100VELOR/IMG_0001.JPG:", "all/ATA01/DCIM/100VELOR/IMG_0001.JPG", 4},
+        {{"get-all", "-o", "all", "--new"}, 1, "another size", "all/ATA01/DCIM/100VELOR/IMG_0001.JPG", 4},
+        {{"get", image, "-o", "col", "--force-overwrite"}, 0, "-> col/IMG_0001.JPG", "col/IMG_0001.JPG", 0},
+        {{"capture", "--download", "-o", "shots"}, 0, "-> shots/capt0002.jpg", "shots/capt0001.jpg", 4},
+        {{"capture", "--download", "-o", "shots", "--keep"}, 0, "-> shots/IMG_0005.JPG", "shots/IMG_0005.JPG", 0},
+        {{"capture", "--download", "-o", "shots", "--filename", "capt0001.%C"}, 1,
+         "shots/capt0001.jpg already exists", "capt0001.jpg", 0},
+        {{"capture", "--download", "-o", "shots", "--filename", "capt0001.%C", "--skip-existing"}, 0,
+         "not saved", "shots/capt0001.jpg", 4},
+        {{"capture", "--download", "-o", "shots", "--filename", "capt0001.%C", "--force-overwrite"}, 0,
+         "-> shots/capt0001.jpg", "shots/capt0001.jpg", 0},
+        {{"capture", "--download", "-o", "col/IMG_0001.JPG/x"}, 1, "saved as", "capt0001_1.jpg", 0},
+    };
+    const std::string unixPort = "unix:/tmp/" + uniqueName("dslrctl-keep") + ".sock";
+    for (const std::string& port : {"sim:" + uniqueName("keep"), unixPort}) {
+        SCOPED_TRACE(port);
+        std::unique_ptr<Dslrsim> server;
+        if (port == unixPort) {
+            server = std::make_unique<Dslrsim>(port);
+            ASSERT_TRUE(server->ready());
+        }
+        const fs::path work = scratchFolder("dslrctl-keep");
+        for (const char* mine : {"col/IMG_0001.JPG", "all/ATA01/DCIM/100VELOR/IMG_0001.JPG", "shots/capt0001.jpg"}) {
+            fs::create_directories((work / mine).parent_path());
+            std::ofstream(work / mine) << "mine";
+        }
+        for (const Row& row : rows) {
+            std::string line;
+            for (const std::string& argument : row.arguments) line += argument + " ";
+            SCOPED_TRACE(line);
+            // In the work folder, which is also $TMPDIR, with no terminal.
+            std::vector<std::string> arguments = {"/bin/sh", "-c", "cd \"$0\" && TMPDIR=\"$0\" exec \"$@\"",
+                                                  work.string(), DSLRCTL_PATH, "--port", port};
+            arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+            ChildProcess child(arguments);
+            const std::string output = child.readAll(30000);
+            EXPECT_EQ(child.wait(), row.status) << output;
+            EXPECT_NE(output.find(row.shows), std::string::npos) << output;
+            std::error_code missing;
+            const std::uintmax_t size = fs::file_size(work / row.file, missing);
+            EXPECT_FALSE(missing) << row.file;
+            if (row.size != 0) EXPECT_EQ(size, row.size) << row.file;
+            else EXPECT_GT(size, 4u) << row.file;
+        }
+        fs::remove_all(work);
+    }
+}
+
+// An upload cut off midway: the partial file is removed from a camera that
+// is still there, and named as maybe left on one that went away.
+TEST(Dslrctl, UploadCutOffSaysWhatBecameOfThePartialFile)
+{
+    const fs::path card = scratchFolder("dslrctl-up"), big = card.parent_path() / (uniqueName("up") + ".bin");
+    writeHostFile(big, 96u << 20, 5);
+    for (const bool cameraStays : {true, false}) {
+        SCOPED_TRACE(cameraStays ? "Ctrl-C" : "camera gone");
+        const std::string port = "unix:/tmp/" + uniqueName("dslrctl-up") + ".sock";
+        auto server = std::make_unique<Dslrsim>(port, std::vector<std::string>{"--card", "ATA01=" + card.string(), "--link", "s400"});
+        ASSERT_TRUE(server->ready());
+        ChildProcess put({DSLRCTL_PATH, "--port", port, "put", big.string(), "ATA01:/BIG.BIN"});
+        std::error_code missing;
+        // A guard against a hang only: a busy machine may take long to start.
+        for (int i = 0; i < 2400 && (fs::file_size(card / "BIG.BIN", missing) == 0 || missing); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        if (cameraStays) put.signal(SIGINT);
+        else server.reset();
+        const std::string output = put.readAll(30000);
+        EXPECT_EQ(put.wait(), cameraStays ? 130 : 1) << output;
+        EXPECT_NE(output.find(cameraStays ? "the partial file ATA01:/BIG.BIN was removed from the camera"
+                                          : "a partial file ATA01:/BIG.BIN may be left on the camera"),
+                  std::string::npos) << output;
+        EXPECT_EQ(fs::exists(card / "BIG.BIN"), !cameraStays);
+        fs::remove(card / "BIG.BIN", missing);
+    }
+    fs::remove(big);
+    fs::remove_all(card);
+}
+
 // A download under way: its temporary file has bytes in it.
 bool holdsPartFile(const fs::path& directory)
 {
@@ -256,6 +355,25 @@ TEST(Dslrctl, InterruptedDownloadAndLostCamera)
         EXPECT_TRUE(fs::is_empty(out)) << "no partial file";
     }
     EXPECT_EQ(dslrctl({"--port", port, "info"}).status, 0);
+    {
+        // A camera lost mid-get-all: what was saved and what failed, in
+        // words and in the JSON document.
+        const std::string otherPort = "unix:/tmp/" + uniqueName("dslrctl-lost") + ".sock";
+        auto other = std::make_unique<Dslrsim>(otherPort, std::vector<std::string>{"--card", "ATA01=" + card.string()});
+        ASSERT_TRUE(other->ready());
+        ChildProcess all({DSLRCTL_PATH, "--port", otherPort, "--json", "get-all", "-o", out.string()});
+        const fs::path folder = out / "ATA01" / "DCIM";
+        for (int i = 0; i < 2400 && !(fs::is_directory(folder) && holdsPartFile(folder)); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        other.reset();
+        const std::string output = all.readAll(30000);
+        EXPECT_EQ(all.wait(), 1) << output;
+        EXPECT_NE(output.find("0 of 1 files saved; ATA01:/DCIM/HUGE.BIN: "), std::string::npos) << output;
+        const json result = json::parse(output.substr(output.find('{')));
+        EXPECT_EQ(result["failed"][0]["path"], "ATA01:/DCIM/HUGE.BIN");
+        EXPECT_EQ(result["count"], 0);
+        EXPECT_TRUE(fs::is_empty(folder)) << "no partial file";
+    }
 
     ChildProcess watch({DSLRCTL_PATH, "-v", "--port", port, "--json", "events", "--seconds", "600"});
     std::string line;

@@ -35,8 +35,8 @@ std::vector<std::uint8_t> subtreeRequest(const std::string& path, std::uint8_t d
 
 }  // namespace
 
-CameraError::CameraError(const std::string& operation, std::uint32_t code)
-    : std::runtime_error(failureText(operation, code)), m_code(code)
+CameraError::CameraError(const std::string& operation, std::uint32_t code, const std::string& note)
+    : std::runtime_error(failureText(operation, code) + (note.empty() ? "" : "; " + note)), m_code(code)
 {
 }
 

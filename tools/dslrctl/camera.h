@@ -19,7 +19,8 @@ namespace dslrctl {
 
 class CameraError : public std::runtime_error {
 public:
-    CameraError(const std::string& operation, std::uint32_t code);
+    // "OPERATION failed: 0x..., words", then "; NOTE" when one is given.
+    CameraError(const std::string& operation, std::uint32_t code, const std::string& note = "");
     std::uint32_t code() const { return m_code; }
 
 private:

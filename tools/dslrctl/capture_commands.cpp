@@ -3,12 +3,13 @@
 #include "camera.h"
 #include "commands.h"
 #include "interrupt.h"
+#include "capture_names.h"
 #include "transfer.h"
 
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <set>
+#include <map>
 #include <thread>
 
 namespace dslrctl {
@@ -82,26 +83,72 @@ std::string eventLine(const CameraEvent& event)
     return line;
 }
 
-// Downloads the held image an event announced to DIR/captNNNN.jpg (or .rvx).
-json downloadHeld(const Camera& camera, const Output& output, const ImageNotice& notice,
-                  const std::string& directory)
+// The card's files under DCIM by shown path, to tell a new picture's name.
+using CardFiles = std::map<std::string, Entry>;
+
+CardFiles cardFiles(const Camera& camera)
 {
-    char name[32];
-    std::snprintf(name, sizeof(name), "capt%04u.%s", static_cast<unsigned>(notice.sequence),
-                  notice.kind == 2 ? "rvx" : "jpg");
-    const std::string target = (fs::path(directory) / name).string();
-    const std::uint64_t bytes = download(
-        camera, output,
-        [&] {
-            std::uint32_t length = 0;
-            Camera::check("baseReleaseControlGetReleasedData",
-                          camera->baseReleaseControlGetReleasedData(notice.kind, notice.sequence, &length));
-            return length;
-        },
-        target, std::time(nullptr));
-    output.text("picture " + std::to_string(notice.sequence) + " -> " + target + " (" +
-                byteCount(bytes) + ")");
-    return {{"sequence", notice.sequence}, {"saved", target}, {"bytes", bytes}};
+    CardFiles files;
+    Entry dcim;
+    if (camera.stat("ATA01:\\DCIM", dcim))
+        for (Entry& entry : camera.list("ATA01:\\DCIM", 63))
+            if (!entry.directory()) files.emplace(shownPath(entry.path), std::move(entry));
+    return files;
+}
+
+// The file a stored or kept picture became: one new since `before`, of the
+// notice's size, a JPEG for a JPEG; "" when none can be told.
+std::string newCardFile(const CardFiles& before, const CardFiles& now, const ImageNotice& notice)
+{
+    for (const auto& file : now) {
+        const bool jpeg = file.first.size() > 4 && file.first.compare(file.first.size() - 4, 4, ".JPG") == 0;
+        if (before.count(file.first) == 0 && file.second.size == notice.size && jpeg == (notice.kind != 2))
+            return file.first;
+    }
+    return "";
+}
+
+// Downloads the held image an event announced under the next name of
+// `names`; `cardPath` is where the camera also keeps it ("" when nowhere).
+// A picture that is nowhere else is rescued rather than lost (transfer.h).
+json downloadHeld(const Camera& camera, const Output& output, const ImageNotice& notice,
+                  CaptureNames& names, const SaveRules& rules, const std::string& cardPath)
+{
+    const std::time_t now = std::time(nullptr);
+    const fs::path target = names.next({baseName(cardPath), notice.kind == 2 ? "rvx" : "jpg", now}, notice.sequence);
+    json record = {{"sequence", notice.sequence}};
+    if (!cardPath.empty()) record["path"] = cardPath;
+    const std::string picture = "picture " + std::to_string(notice.sequence);
+    try {
+        const Saved saved = download(
+            camera, output,
+            [&] {
+                std::uint32_t length = 0;
+                const std::uint32_t result =
+                    camera->baseReleaseControlGetReleasedData(notice.kind, notice.sequence, &length);
+                if (result != vkRN_OK) throw CameraError("fetch " + picture + " from the camera", result);
+                return length;
+            },
+            target.string(), now, {rules.existing, cardPath.empty()});
+        if (saved.skipped) {
+            output.error(picture + " not saved: " + target.string() + " is there and was left" +
+                         (cardPath.empty() ? "" : "; the picture is on the card as " + cardPath));
+            record["skipped"] = true;
+            return record;
+        }
+        if (!saved.problem.empty()) {
+            output.error(saved.problem + "; " + picture + " was saved as " + saved.path + " instead");
+            record["error"] = saved.problem;
+        }
+        output.text(picture + " -> " + saved.path + " (" + byteCount(saved.bytes) + ")");
+        record["saved"] = saved.path;
+        record["bytes"] = saved.bytes;
+    } catch (const LocalError& error) {
+        if (cardPath.empty()) throw LocalError(picture + " " + error.what());
+        output.error(std::string(error.what()) + "; the picture is on the card as " + cardPath);
+        record["error"] = error.what();
+    }
+    return record;
 }
 
 std::uint32_t control(const Camera& camera, std::uint32_t code, const void* block, std::uint32_t size,
@@ -125,16 +172,6 @@ private:
     const Camera& m_camera;
 };
 
-std::set<std::string> cardFiles(const Camera& camera)
-{
-    std::set<std::string> files;
-    Entry dcim;
-    if (camera.stat("ATA01:\\DCIM", dcim))
-        for (const Entry& entry : camera.list("ATA01:\\DCIM", 63))
-            if (!entry.directory()) files.insert(shownPath(entry.path));
-    return files;
-}
-
 // Shot k starts at start + k * interval on the steady clock: a time-lapse
 // keeps its pace however long each picture takes, and a shot that ran over
 // its interval is followed at once.
@@ -153,6 +190,8 @@ void waitForShot(std::chrono::steady_clock::time_point start, double offsetSecon
 
 int runCapture(const Options& options, const Output& output)
 {
+    if (options.keep && !options.download)
+        throw UsageError("--keep goes with --download (without it the picture is written to the card)");
     Camera camera(options.port);
     camera.startEvents();
     RemoteRelease session(camera);
@@ -162,18 +201,27 @@ int runCapture(const Options& options, const Output& output)
     // Byte 1 of the parameters is the file format: 1 JPEG, 2 RAW, 3 both.
     const std::uint8_t format = params.byReserved1[1];
     const unsigned images = format == 3 ? 2 : 1;
-    // Held for the computer when it downloads, written to the card otherwise.
-    const dsREMOTE_RELEASE_TRANSFER_MODE mode = {static_cast<std::uint16_t>(options.download ? 1 : 2), 0};
+    // Held for the computer when it downloads (and written to the card too
+    // with --keep), written to the card otherwise.
+    const bool toCard = !options.download || options.keep;
+    const dsREMOTE_RELEASE_TRANSFER_MODE mode = {
+        static_cast<std::uint16_t>((options.download ? 1 : 0) | (toCard ? 2 : 0)), 0};
     Camera::check("baseReleaseControlEx(SET_TRANSFER_MODE)",
                   control(camera, DS_RELEASE_CONTROL_SET_TRANSFER_MODE, &mode, sizeof(mode)));
+    CaptureNames names(options.filename, options.outputDir);
+    const SaveRules rules{existingRule(options), true};
+    int status = 0;
     json shots = json::array();
     const auto start = std::chrono::steady_clock::now();
     for (unsigned shot = 0; shot < options.count; ++shot) {
         if (shot != 0) waitForShot(start, options.interval * shot, output);
-        const std::set<std::string> before = options.download ? std::set<std::string>{} : cardFiles(camera);
+        const CardFiles before = toCard ? cardFiles(camera) : CardFiles{};
         Camera::check("baseReleaseControlEx(RELEASE)", control(camera, DS_RELEASE_CONTROL_RELEASE, nullptr, 0));
-        json saved = json::array();
-        for (unsigned seen = 0; seen < images;) {
+        // Every image of the release: held for the computer, written to the
+        // card, or both.
+        std::vector<ImageNotice> held;
+        for (unsigned heldSeen = 0, storedSeen = 0;
+             (options.download && heldSeen < images) || (toCard && storedSeen < images);) {
             CameraEvent event;
             stopIfInterrupted();
             if (!camera.nextEvent(event, kImageWaitMs)) {
@@ -184,28 +232,43 @@ int runCapture(const Options& options, const Output& output)
             if (event.id == kEventLost) throw CameraError("waiting for the image", 0x02000080u);
             ImageNotice notice;
             if (!imageNotice(event, notice)) continue;
-            ++seen;
-            if (options.download && event.id != kEventStored)
-                saved.push_back(downloadHeld(camera, output, notice, options.outputDir));
+            if (event.id == kEventStored) {
+                ++storedSeen;
+            } else {
+                ++heldSeen;
+                held.push_back(notice);
+            }
         }
-        if (!options.download) {
-            for (const std::string& file : cardFiles(camera)) {
-                if (before.count(file) != 0) continue;
-                output.text("picture stored as " + file);
-                saved.push_back({{"path", file}});
+        const CardFiles after = toCard ? cardFiles(camera) : CardFiles{};
+        json saved = json::array();
+        if (options.download) {
+            for (const ImageNotice& notice : held) {
+                saved.push_back(downloadHeld(camera, output, notice, names, rules,
+                                             newCardFile(before, after, notice)));
+                if (saved.back().contains("error")) status = 1;
+            }
+        } else {
+            for (const auto& file : after) {
+                if (before.count(file.first) != 0) continue;
+                output.text("picture stored as " + file.first);
+                saved.push_back({{"path", file.first}});
             }
         }
         shots.push_back({{"shot", shot + 1}, {"files", saved}});
     }
     output.document({{"shots", shots}});
-    return 0;
+    return status;
 }
 
 int runEvents(const Options& options, const Output& output)
 {
     Camera camera(options.port);
     camera.startEvents();
+    CaptureNames names(options.filename, options.outputDir);
+    const SaveRules rules{existingRule(options), true};
+    CardFiles known = cardFiles(camera);
     output.detail("watching for camera events");
+    int status = 0;
     const auto start = std::chrono::steady_clock::now();
     const auto limit = std::chrono::duration<double>(options.seconds);
     unsigned seen = 0, pictures = 0;
@@ -222,17 +285,32 @@ int runEvents(const Options& options, const Output& output)
             continue;
         }
         ++seen;
-        output.text(eventLine(event));
         json record = eventJson(event);
+        std::string line = eventLine(event);
         ImageNotice notice;
-        if (imageNotice(event, notice)) ++pictures;
-        if (options.download && event.id != kEventStored && imageNotice(event, notice))
-            record["saved"] = downloadHeld(camera, output, notice, options.outputDir)["saved"];
+        const bool picture = imageNotice(event, notice);
+        if (picture) ++pictures;
+        if (event.id == kEventStored && picture) {
+            // The card's new file of the notice's kind and size is the picture.
+            CardFiles now = cardFiles(camera);
+            const std::string path = newCardFile(known, now, notice);
+            known = std::move(now);
+            if (!path.empty()) {
+                line += " -> " + path;
+                record["path"] = path;
+            }
+        }
+        output.text(line);
+        if (options.download && event.id != kEventStored && picture) {
+            const json saved = downloadHeld(camera, output, notice, names, rules, "");
+            if (saved.contains("saved")) record["saved"] = saved["saved"];
+            if (saved.contains("error")) status = 1;
+        }
         output.record(record);
         if (event.id == kEventLost) throw CameraError("waiting for events", 0x02000080u);
     }
     if (seen == 0) output.text("no camera events");
-    return 0;
+    return status;
 }
 
 }  // namespace dslrctl

@@ -120,6 +120,38 @@ int usageError(const std::string& message)
     return 2;
 }
 
+// Whether a download may replace a local file, on each command that saves.
+void addSaveOptions(CLI::App& sub, Options& o)
+{
+    auto* force = sub.add_flag("--force-overwrite", o.forceOverwrite, "replace local files already there");
+    sub.add_flag("--skip-existing,--new", o.skipExisting, "leave local files already there")
+        ->excludes(force);
+}
+
+// A port path of a known kind with something after its prefix; the message
+// says what is wrong, or is empty.
+std::string portProblem(const std::string& port)
+{
+    const auto after = [&](const char* prefix) {
+        return port.rfind(prefix, 0) == 0 ? port.substr(std::char_traits<char>::length(prefix)) : std::string("-");
+    };
+    if (after("sim:").empty()) return "sim: needs a camera name, such as sim:demo";
+    if (after("unix:").empty()) return "unix: needs the socket's path, such as unix:/tmp/cam.sock";
+    const std::string tcp = after("tcp:");
+    if (tcp != "-") {
+        const std::size_t colon = tcp.rfind(':');
+        const std::string number = colon == std::string::npos ? "" : tcp.substr(colon + 1);
+        if (colon == std::string::npos || colon == 0 || number.empty() || number.size() > 5 ||
+            number.find_first_not_of("0123456789") != std::string::npos || std::stoul(number) == 0 ||
+            std::stoul(number) > 65535)
+            return "tcp: needs HOST:PORT with a port from 1 to 65535, such as tcp:127.0.0.1:5400";
+    }
+    if (port.rfind("/dev/", 0) == 0 && port.rfind("/dev/sg", 0) != 0)
+        return port + " is not a SCSI generic device: give /dev/sgN (the camera's node; "
+                      "lsscsi -g shows it)";
+    return "";
+}
+
 }  // namespace
 
 int parseCommandLine(int argc, char** argv, Options& o)
@@ -145,7 +177,6 @@ int parseCommandLine(int argc, char** argv, Options& o)
 
     auto* all = app.add_subcommand("get-all", "download every file, keeping the folders");
     all->add_option("-o,--output", o.outputDir, "host directory (default .)");
-    all->add_flag("--skip-existing", o.skipExisting, "leave files already there");
 
     std::string putSource, putDestination;
     auto* put = app.add_subcommand("put", "upload a file");
@@ -185,6 +216,13 @@ int parseCommandLine(int argc, char** argv, Options& o)
         sub->add_option("-o,--output", o.outputDir, "host directory (implies --download)");
     }
 
+    for (CLI::App* sub : {get, all, capture, events}) addSaveOptions(*sub, o);
+    for (CLI::App* sub : {capture, events})
+        sub->add_option("--filename", o.filename,
+                        "name pattern of a downloaded picture: %f name, %C extension, %n number, "
+                        "%Y%m%d%H%M%S the picture's time, %% (default: the camera's name, else capt%04n.%C)");
+    capture->add_flag("--keep", o.keep, "with --download, keep the picture on the card too");
+
     app.add_subcommand("config", "image and release settings by name")
         ->add_option("action", o.config, "list | get NAME | set NAME VALUE")
         ->type_name("")
@@ -217,6 +255,10 @@ int parseCommandLine(int argc, char** argv, Options& o)
                      [&](const char* kind) { return o.port.rfind(kind, 0) == 0; })) {
         std::cerr << "dslrctl: unknown port '" << o.port
                   << "': give sim:NAME, unix:PATH, tcp:HOST:PORT, /dev/sgN or \\\\.\\NAME\n";
+        return 2;
+    }
+    if (const std::string problem = portProblem(o.port); !problem.empty()) {
+        std::cerr << "dslrctl: bad port '" << o.port << "': " << problem << "\n";
         return 2;
     }
     if (o.command.empty()) {

@@ -20,7 +20,10 @@ struct Options {
     std::string picks;                 // get, rm -p: file numbers and ranges ("1-3,7")
     bool parents = false;              // mkdir -p
     std::string outputDir = ".";       // get, get-all, capture, events
-    bool skipExisting = false;         // get-all
+    bool skipExisting = false;         // get, get-all, capture, events: --skip-existing, --new
+    bool forceOverwrite = false;       // get, get-all, capture, events
+    bool keep = false;                 // capture: the picture stays on the card too
+    std::string filename;              // capture, events: the name pattern of a picture
     bool yes = false;                  // format
     std::string set;                   // clock, owner: the value to set
     bool setGiven = false;             // clock, owner: --set was given (owner: "" clears)

@@ -5,6 +5,7 @@
 
 #include "command_line.h"
 #include "output.h"
+#include "local_files.h"
 
 #include <stdexcept>
 
@@ -13,6 +14,13 @@ namespace dslrctl {
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
+
+// What the command line says about local files that are already there.
+inline Existing existingRule(const Options& options)
+{
+    return options.forceOverwrite ? Existing::Replace
+                                  : options.skipExisting ? Existing::Skip : Existing::Ask;
+}
 
 int runInfo(const Options& options, const Output& output);
 int runDetect(const Options& options, const Output& output);

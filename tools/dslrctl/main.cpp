@@ -48,7 +48,8 @@ int main(int argc, char** argv)
                          "dslrsim running there?)");
         return 1;
     } catch (const std::filesystem::filesystem_error& error) {
-        output.error(error.what());
+        // The system's reason in words, without the library's wrapping.
+        output.error(error.path1().string() + ": " + error.code().message());
         return 1;
     } catch (const std::exception& error) {
         output.error(error.what());

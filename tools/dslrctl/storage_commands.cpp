@@ -3,6 +3,8 @@
 #include "camera.h"
 #include "commands.h"
 #include "file_selection.h"
+#include "progress.h"
+#include "result_words.h"
 #include "transfer.h"
 
 #include <algorithm>
@@ -110,22 +112,60 @@ struct Totals {
 };
 
 json downloadEntry(const Camera& camera, const Output& output, const Entry& entry,
-                   const fs::path& target, Totals& totals)
+                   const fs::path& target, const SaveRules& rules, Totals& totals, const Job* job = nullptr)
 {
     const std::string path = entry.path;
-    const std::uint64_t bytes = download(
+    const Saved saved = download(
         camera, output,
         [&] {
             std::uint32_t length = 0;
             Camera::check("baseGetFile", camera->baseGetFile(path.c_str(), &length));
             return length;
         },
-        target.string(), entry.time);
+        target.string(), entry.time, rules, job);
+    if (saved.skipped) {
+        totals.skipped += 1;
+        output.detail("already there, left as it was: " + target.string());
+        return {{"path", shownPath(path)}, {"saved", target.string()}, {"bytes", 0}, {"skipped", true}};
+    }
     totals.files += 1;
-    totals.bytes += bytes;
-    output.text(shownPath(path) + " -> " + target.string() + " (" + byteCount(bytes) + ")");
-    return {{"path", shownPath(path)}, {"saved", target.string()}, {"bytes", bytes}};
+    totals.bytes += saved.bytes;
+    output.text(shownPath(path) + " -> " + saved.path + " (" + byteCount(saved.bytes) + ")");
+    return {{"path", shownPath(path)}, {"saved", saved.path}, {"bytes", saved.bytes}};
 }
+
+// The failures of a command with several paths: each is said with its path
+// as it happens, and the command goes on with the next path.
+struct Failures {
+    json list = json::array();
+    std::string firstReason;  // the first failure, for the summary
+
+    // Runs `job` for the path `shown`; false after a failure. A camera
+    // failure names the operation in words, the path and the code.
+    template <typename Work>
+    bool run(const Output& output, const std::string& operation, const std::string& shown, Work&& job)
+    {
+        std::string message, reason;
+        try {
+            job();
+            return true;
+        } catch (const CameraError& error) {
+            message = std::string(error.what()).find(shown) != std::string::npos
+                          ? error.what()
+                          : failureText(operation + " " + shown, error.code());
+            reason = resultWords(error.code());
+            lost = lost || error.code() == vkRNERROR_DEVICE_NOT_AVAILABLE;
+        } catch (const std::exception& error) {  // LocalError, UsageError
+            message = reason = error.what();
+        }
+        output.error(message);
+        list.push_back({{"path", shown}, {"error", message}});
+        if (firstReason.empty()) firstReason = shown + ": " + reason;
+        return false;
+    }
+    bool lost = false;  // the camera went away: no use trying further paths
+    int status() const { return list.empty() ? 0 : 1; }
+};
 
 }  // namespace
 
@@ -140,9 +180,14 @@ int runList(const Options& options, const Output& output)
     json entries = json::array();
     for (const std::string& path : paths) {
         Entry self;
-        if (!camera.stat(path, self)) throw CameraError("baseGetDirs(" + shownPath(path) + ")", 0x02000201u);
-        const std::vector<Entry> found =
-            self.directory() ? camera.list(path, options.recursive ? 63 : 1) : std::vector<Entry>{self};
+        std::vector<Entry> found;
+        try {
+            if (!camera.stat(path, self)) throw CameraError("list " + shownPath(path), 0x02000201u);
+            found = self.directory() ? camera.list(path, options.recursive ? 63 : 1) : std::vector<Entry>{self};
+        } catch (const CameraError& error) {
+            if (std::string(error.what()).rfind("list ", 0) == 0) throw;
+            throw CameraError("list " + shownPath(path), error.code());
+        }
         for (const Entry& entry : found) {
             json record = entryJson(entry);
             const auto number = numbers.find(shownPath(entry.path));
@@ -159,46 +204,70 @@ int runGet(const Options& options, const Output& output)
 {
     Camera camera(options.port);
     Totals totals;
+    Failures failures;
     json files = json::array();
+    const SaveRules rules{existingRule(options), false};
     for (const std::string& given : selectedPaths(camera, options)) {
         const std::string path = cameraPath(given);
-        Entry entry;
-        if (!camera.stat(path, entry)) throw CameraError("baseGetFile(" + shownPath(path) + ")", 0x02000201u);
-        if (entry.directory())
-            throw UsageError(shownPath(path) + " is a directory (get-all downloads everything)");
-        entry.path = path;
-        files.push_back(downloadEntry(camera, output, entry,
-                                      fs::path(options.outputDir) / baseName(path), totals));
+        failures.run(output, "download", shownPath(path), [&] {
+            Entry entry;
+            if (!camera.stat(path, entry)) throw CameraError("download " + shownPath(path), 0x02000201u);
+            if (entry.directory())
+                throw UsageError(shownPath(path) + " is a directory (get-all downloads everything)");
+            entry.path = path;
+            files.push_back(downloadEntry(camera, output, entry,
+                                          fs::path(options.outputDir) / baseName(path), rules, totals));
+        });
+        if (failures.lost) break;
     }
     output.detail(totals.text());
-    output.document({{"files", files}});
-    return 0;
+    json document = {{"files", files}};
+    if (failures.status() != 0) document["failed"] = failures.list;
+    output.document(document);
+    return failures.status();
 }
 
 int runGetAll(const Options& options, const Output& output)
 {
     Camera camera(options.port);
     Totals totals;
+    Failures failures;
     json files = json::array();
-    for (const std::string& root : volumeRoots(camera)) {
-        for (const Entry& entry : camera.list(root, 63)) {
-            if (entry.directory()) continue;
-            const fs::path target = hostPathOf(options.outputDir, entry.path);
-            std::error_code missing;
-            if (options.skipExisting && fs::file_size(target, missing) == entry.size && !missing) {
-                totals.skipped += 1;
-                output.detail("already there: " + target.string());
-                files.push_back({{"path", shownPath(entry.path)}, {"saved", target.string()},
-                                 {"bytes", entry.size}, {"skipped", true}});
-                continue;
+    const SaveRules rules{existingRule(options), false};
+    std::vector<Entry> entries;
+    Job job;
+    for (const std::string& root : volumeRoots(camera))
+        for (const Entry& entry : camera.list(root, 63))
+            if (!entry.directory()) {
+                entries.push_back(entry);
+                job.files += 1;
+                job.bytes += entry.size;
             }
-            files.push_back(downloadEntry(camera, output, entry, target, totals));
-        }
+    for (const Entry& entry : entries) {
+        const fs::path target = hostPathOf(options.outputDir, entry.path);
+        failures.run(output, "download", shownPath(entry.path), [&] {
+            // --skip-existing leaves a file already there; one of another
+            // size is a different picture of the same name, and is refused.
+            std::error_code missing;
+            if (options.skipExisting && fs::file_size(target, missing) != entry.size && !missing)
+                throw LocalError(target.string() + " already exists with another size than " +
+                                 shownPath(entry.path) + " (give --force-overwrite to replace it)");
+            files.push_back(downloadEntry(camera, output, entry, target, rules, totals, &job));
+        });
+        job.filesDone += 1;
+        job.bytesDone += entry.size;
+        if (failures.lost) break;
     }
     output.text(totals.text());
-    output.document({{"files", files}, {"count", totals.files}, {"bytes", totals.bytes},
-                     {"skipped", totals.skipped}});
-    return 0;
+    json document = {{"files", files}, {"count", totals.files}, {"bytes", totals.bytes},
+                     {"skipped", totals.skipped}, {"total", entries.size()}};
+    if (failures.status() != 0) {
+        document["failed"] = failures.list;
+        output.error(std::to_string(totals.files) + " of " + std::to_string(entries.size()) +
+                     " files saved; " + failures.firstReason);
+    }
+    output.document(document);
+    return failures.status();
 }
 
 int runPut(const Options& options, const Output& output)
@@ -211,7 +280,13 @@ int runPut(const Options& options, const Output& output)
     Camera camera(options.port);
     std::string destination = cameraPath(options.paths[1]);
     Entry entry;
-    if (destination.back() == '\\' || (camera.stat(destination, entry) && entry.directory())) {
+    bool directory = destination.back() == '\\';
+    try {
+        directory = directory || (camera.stat(destination, entry) && entry.directory());
+    } catch (const CameraError& error) {
+        throw CameraError("upload to " + shownPath(destination), error.code());
+    }
+    if (directory) {
         std::string name = fs::path(source).filename().string();
         std::transform(name.begin(), name.end(), name.begin(),
                        [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
@@ -229,16 +304,22 @@ int runPut(const Options& options, const Output& output)
 int runRemove(const Options& options, const Output& output)
 {
     Camera camera(options.port);
+    Failures failures;
     json removed = json::array();
     for (const std::string& given : selectedPaths(camera, options)) {
         const std::string path = cameraPath(given);
         const std::string list = pathList(path);
-        Camera::check("baseDeleteFiles", camera->baseDeleteFiles(list.data()));
-        output.text("removed " + shownPath(path));
-        removed.push_back(shownPath(path));
+        failures.run(output, "delete", shownPath(path), [&] {
+            Camera::check("baseDeleteFiles", camera->baseDeleteFiles(list.data()));
+            output.text("removed " + shownPath(path));
+            removed.push_back(shownPath(path));
+        });
+        if (failures.lost) break;
     }
-    output.document({{"removed", removed}});
-    return 0;
+    json document = {{"removed", removed}};
+    if (failures.status() != 0) document["failed"] = failures.list;
+    output.document(document);
+    return failures.status();
 }
 
 int runMakeDirectory(const Options& options, const Output& output)
@@ -255,7 +336,8 @@ int runMakeDirectory(const Options& options, const Output& output)
     for (const std::string& folder : folders) {
         Entry existing;
         if (options.parents && camera.stat(folder, existing) && existing.directory()) continue;
-        Camera::check("basecreateDir", camera->basecreateDir(folder.c_str()));
+        const std::uint32_t result = camera->basecreateDir(folder.c_str());
+        if (result != vkRN_OK) throw CameraError("make the directory " + shownPath(folder), result);
     }
     output.text("created " + shownPath(path));
     output.document({{"created", shownPath(path)}});
@@ -282,7 +364,8 @@ int runFormat(const Options& options, const Output& output)
         }
     }
     Camera camera(options.port);
-    Camera::check("baseFormatVol", camera->baseFormatVol(volume.c_str(), 0));
+    const std::uint32_t result = camera->baseFormatVol(volume.c_str(), 0);
+    if (result != vkRN_OK) throw CameraError("format " + volume, result);
     output.text("formatted " + volume);
     output.document({{"formatted", volume}});
     return 0;
