@@ -24,6 +24,9 @@ foreach(component package IN ZIP_LISTS VKRN_COMPONENTS VKRN_PACKAGES)
 endforeach()
 
 set(CPACK_PACKAGE_NAME vkrnq402)
+# Each package's description below starts with its own synopsis line; CPack
+# prepends the project's summary unless it is left at CPack's default.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_PROJECT_NAME} built using CMake")
 set(CPACK_PACKAGE_VENDOR "VKRNQ402 developers")
 set(CPACK_PACKAGE_CONTACT "VKRNQ402 developers <vkrnq402@example.invalid>")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -52,20 +55,20 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
 set(VKRN_EXACT "${VKRN_LIB_PACKAGE} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "driver library for a DSLR camera on IEEE 1394
- VKRNQ402 drives a DSLR camera attached over IEEE 1394 through the Linux
- SCSI generic driver, or a simulated camera in-process or over a socket.
- This package holds the shared library.")
+VKRNQ402 drives a DSLR camera attached over IEEE 1394 through the Linux
+SCSI generic driver, or a simulated camera in-process or over a socket.
+This package holds the shared library.")
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS ${VKRN_EXACT})
 set(CPACK_DEBIAN_DEV_DESCRIPTION "driver library for a DSLR camera on IEEE 1394 (development files)
- VKRNQ402 drives a DSLR camera attached over IEEE 1394.
- This package holds the header, the CMake package and the pkg-config file.")
+VKRNQ402 drives a DSLR camera attached over IEEE 1394.
+This package holds the header, the CMake package and the pkg-config file.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ${VKRN_EXACT})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "bash-completion")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "command-line tool and simulator for VKRNQ402 cameras
- dslrctl lists, downloads, uploads and deletes files, sets the clock and the
- settings, takes pictures and prints events of a DSLR camera on IEEE 1394.
- dslrsim serves a simulated camera on a socket or as a kernel SCSI device.")
+dslrctl lists, downloads, uploads and deletes files, sets the clock and the
+settings, takes pictures and prints events of a DSLR camera on IEEE 1394.
+dslrsim serves a simulated camera on a socket or as a kernel SCSI device.")
 
 include(CPack)

@@ -1,5 +1,8 @@
 #include "command_line.h"
 
+#include "commands.h"
+#include "completion.h"
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -97,11 +100,19 @@ int parseCommandLine(int argc, char** argv, Options& o)
         ->add_option("args", o.config, "list | get NAME | set NAME VALUE")
         ->required();
 
+    // Hidden: the bash completion script, made from the table above.
+    std::string completionShell;
+    app.add_option("--completion", completionShell)->group("")->check(CLI::IsMember({"bash"}));
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         const int status = app.exit(error);
         return status == 0 ? 0 : 2;
+    }
+    if (!completionShell.empty()) {
+        std::cout << bashCompletion(app, settingValues());
+        return 0;
     }
     for (CLI::App* sub : app.get_subcommands()) o.command = sub->get_name();
     const char* const kinds[] = {"sim:", "unix:", "tcp:", "/dev/", "\\\\.\\"};
