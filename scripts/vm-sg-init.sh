@@ -65,6 +65,22 @@ check "permission error names the group" sh -c \
   "su -s /bin/sh user -c 'dslrctl --port $sg info' 2>&1 | grep \"belongs to group 'disk'\""
 cat /tmp/check.log
 
+# The tools package's udev rule, applied by udevd as on an installed system:
+# the node goes to plugdev; a member runs dslrctl, anyone else is refused.
+mount -t tmpfs tmpfs /run
+printf 'root:x:0:0::/:/bin/sh\nuser:x:1000:1000::/tmp:/bin/sh\nphotographer:x:1001:1001::/tmp:/bin/sh\n' >/etc/passwd
+printf 'root:x:0:\ndisk:x:6:\nplugdev:x:46:photographer\nuser:x:1000:\nphotographer:x:1001:\n' >/etc/group
+/lib/systemd/systemd-udevd --daemon >/tmp/udevd.log 2>&1 || { fail "start udevd"; cat /tmp/udevd.log; }
+udevadm trigger --subsystem-match=scsi_generic --action=add
+udevadm settle --timeout=30
+check "udev rule gives $sg to plugdev, mode 0660" sh -c "ls -l $sg | grep -q '^crw-rw---- .* root *plugdev '"
+ls -l $sg
+check "a user in plugdev runs dslrctl info" su -s /bin/sh photographer -c "dslrctl --port $sg info"
+check "a user outside plugdev cannot" sh -c \
+  "su -s /bin/sh user -c 'dslrctl --port $sg info' 2>&1 | grep \"belongs to group 'plugdev'\""
+cat /tmp/check.log
+udevadm control --exit
+
 # info compared with the embedded camera; the clocks are read a moment apart.
 dslrctl --port sim:vm info | grep -v '^Clock:' >/tmp/info.sim
 dslrctl --port $sg info >/tmp/info.sg 2>&1
