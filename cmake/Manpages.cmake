@@ -15,8 +15,8 @@ foreach(tool dslrctl dslrsim)
     COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/man
     COMMAND ${VKRN_PANDOC} -s -f markdown -t man
             --lua-filter ${PROJECT_SOURCE_DIR}/docs/man/manpage.lua
-            -M title=${tool} -M section=1 "-M summary=${VKRN_MAN_SUMMARY_${tool}}"
-            "-M footer=VKRNQ402 ${PROJECT_VERSION}" "-M header=User Commands"
+            -M title=${tool} -M section=1 -M "summary=${VKRN_MAN_SUMMARY_${tool}}"
+            -M "footer=VKRNQ402 ${PROJECT_VERSION}" -M "header=User Commands"
             ${PROJECT_SOURCE_DIR}/docs/${tool}.md -o ${page}
     COMMAND gzip -9nf ${page}
     DEPENDS ${PROJECT_SOURCE_DIR}/docs/${tool}.md ${PROJECT_SOURCE_DIR}/docs/man/manpage.lua

@@ -23,13 +23,16 @@ mkdir -p "$stage/include"
 cp include/VKRNQ402.h "$stage/include/"
 for arch in x86 x64; do
   case $arch in
-    x86) dir=build-win32 toolchain=toolchain-mingw-i686.cmake machine=i386 def=src/object/VKRNQ402.imports.def ;;
-    x64) dir=build-win64 toolchain=toolchain-mingw-x86_64.cmake machine=i386:x86-64 def=src/object/VKRNQ402.def ;;
+    x86) dir=build-win32 toolchain=toolchain-mingw-i686.cmake machine=i386 def=src/object/VKRNQ402.imports.def
+         options=(-DVKRN_BUILD_TESTS=OFF) ;;
+    x64) dir=build-win64 toolchain=toolchain-mingw-x86_64.cmake machine=i386:x86-64 def=src/object/VKRNQ402.def
+         options=(-DVKRN_BUILD_TESTS=ON -DVKRN_GTEST_FROM_SOURCE=ON) ;;
   esac
   chosen=("${generator[@]}")
   [ -f "$dir/CMakeCache.txt" ] && chosen=()
+  # The same folders and options as scripts/test-windows.sh, which reuses them.
   cmake -S . -B "$dir" "${chosen[@]}" -DCMAKE_TOOLCHAIN_FILE="cmake/$toolchain" -DVKRN_BUILD_TOOLS=ON \
-        -DVKRN_TOOL_INCLUDE_DIR="$tool_include" >/dev/null
+        -DVKRN_WERROR=ON "${options[@]}" -DVKRN_TOOL_INCLUDE_DIR="$tool_include" >/dev/null
   cmake --build "$dir" -j2 --target VKRNQ402 dslrctl
   mkdir -p "$stage/$arch"
   cp "$dir/src/VKRNQ402.dll" "$dir/src/libVKRNQ402.dll.a" "$dir/tools/dslrctl/dslrctl.exe" "$stage/$arch/"

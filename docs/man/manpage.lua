@@ -12,7 +12,7 @@ function Pandoc(doc)
     if block.t == "Header" and block.level == 1 then
       local name = pandoc.utils.stringify(block)
       blocks:insert(pandoc.Header(1, "NAME"))
-      blocks:insert(pandoc.Plain({ pandoc.Str(name .. " \\- " .. summary) }))
+      blocks:insert(pandoc.Plain({ pandoc.RawInline("man", name .. " \\- " .. summary) }))
       blocks:insert(pandoc.Header(1, "DESCRIPTION"))
     elseif block.t == "Header" and block.level == 2 then
       skipping = left_out[pandoc.utils.stringify(block)] or false
