@@ -45,8 +45,10 @@ mkdir -p $loop/tpgt_1/lun/lun_0
 echo -n naa.5001405000000002 > $loop/tpgt_1/nexus
 ln -s $core $loop/tpgt_1/lun/lun_0/camera || { fail "link the LUN"; finish; }
 
+# The SCSI scan of the new host can take a while on an emulated processor
+# of a busy machine: a generous guard, left as soon as the node is there.
 sg=
-for attempt in $(seq 50); do
+for attempt in $(seq 600); do
   for node in /sys/class/scsi_generic/sg*; do
     [ "$(cat $node/device/type 2>/dev/null)" = 6 ] && sg=/dev/${node##*/}
   done
