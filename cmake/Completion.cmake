@@ -12,3 +12,9 @@ add_custom_command(OUTPUT ${VKRN_COMPLETION}
 add_custom_target(vkrn_completion ALL DEPENDS ${VKRN_COMPLETION})
 install(FILES ${VKRN_COMPLETION} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
         COMPONENT tools)
+
+if(VKRN_BUILD_TESTS)
+  add_test(NAME DslrctlCompletion
+           COMMAND bash ${PROJECT_SOURCE_DIR}/scripts/test-completion.sh $<TARGET_FILE:dslrctl> ${VKRN_COMPLETION})
+  set_tests_properties(DslrctlCompletion PROPERTIES LABELS tools)
+endif()

@@ -23,7 +23,7 @@ _dslrctl_camera_paths() {
 }
 
 _dslrctl_setting_values() {  # NAME
-    local values=${_dslrctl_setting_values[$1]}
+    local values=${_dslrctl_setting_values[$1]:-}
     [ -z "$values" ] && values=$(_dslrctl_camera config list |
         awk -v name="$1" '$1 == name { found = 1; next } found { sub(/^ *accepts: /, ""); print; exit }')
     COMPREPLY=($(compgen -W "$values" -- "$cur"))
@@ -60,7 +60,7 @@ _dslrctl() {
     esac
     [[ " $_dslrctl_value_options " == *" $prev "* ]] && return 0
     if [[ $cur == -* ]]; then
-        COMPREPLY=($(compgen -W "$_dslrctl_global_options ${_dslrctl_options[$command]}" -- "$cur"))
+        COMPREPLY=($(compgen -W "$_dslrctl_global_options ${_dslrctl_options[${command:-none}]:-}" -- "$cur"))
         return 0
     fi
     case $command in
