@@ -55,7 +55,7 @@ for attempt in $(seq 600); do
   [ -n "$sg" ] && break
   sleep 0.2
 done
-[ -n "$sg" ] || { fail "a still-image device on /dev/sgN"; cat /tmp/dslrsim.log; finish; }
+[ -n "$sg" ] || { fail "a still-image device on /dev/sgN"; cat /tmp/dslrsim.log; ls /sys/class/scsi_generic; dmesg | tail -n 40; finish; }
 pass "still-image device $sg: $(cat /sys/class/scsi_generic/${sg#/dev/}/device/vendor) $(cat /sys/class/scsi_generic/${sg#/dev/}/device/model)"
 
 # A person outside the node's group is told which group to join.
