@@ -7,7 +7,7 @@ JOBS ?= 2
 # only `make bench` runs them.
 CMAKE_FLAGS ?= -DVKRN_WERROR=ON -DVKRN_BUILD_TOOLS=ON -DVKRN_BUILD_BENCH=ON
 
-.PHONY: all deps build test demo stress sanitize lint fuzz bench clean
+.PHONY: all deps build test demo stress sanitize lint fuzz bench clean package
 
 all: build
 
@@ -18,11 +18,28 @@ build: deps
 	cmake -S . -B $(BUILD) -G Ninja $(CMAKE_FLAGS)
 	cmake --build $(BUILD) -j$(JOBS)
 
-test: build
+test: build package
 	ctest --test-dir $(BUILD) --output-on-failure -j$(JOBS)
 	bash scripts/test-abi32.sh
+	bash scripts/test-install.sh $(PACKAGE_BUILD)
 	bash scripts/test-windows.sh
 	bash scripts/test-vm-sg.sh $(BUILD)
+
+# The Debian packages (runtime library, -dev, tools) and the Windows archive,
+# all in $(PACKAGE_BUILD)/out. The build takes Debian's hardening flags and
+# installs under /usr; warnings are not errors here, as optimised builds
+# bring the compiler's false alarms.
+PACKAGE_BUILD ?= build-package
+package: deps
+	eval "$$(dpkg-buildflags --export=sh)" && \
+	  cmake -S . -B $(PACKAGE_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	    -DCMAKE_INSTALL_PREFIX=/usr -DVKRN_BUILD_TESTS=OFF -DVKRN_BUILD_TOOLS=ON -DVKRN_WERROR=OFF && \
+	  cmake --build $(PACKAGE_BUILD) -j$(JOBS)
+	rm -rf $(PACKAGE_BUILD)/packages $(PACKAGE_BUILD)/out
+	cd $(PACKAGE_BUILD) && cpack -G DEB
+	mkdir -p $(PACKAGE_BUILD)/out
+	cp $(PACKAGE_BUILD)/packages/*.deb $(PACKAGE_BUILD)/out/
+	bash scripts/package-windows.sh $(PACKAGE_BUILD)/out
 
 # A tour of dslrctl on the embedded camera; DEMO_PORT=unix:... takes it to a dslrsim.
 demo: build
@@ -63,4 +80,4 @@ bench: deps
 	bash bench/dslrctl_get_all.sh build-bench
 
 clean:
-	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64 build-win-tool-include build-fuzz build-bench
+	rm -rf $(BUILD) $(BUILD)-address $(BUILD)-thread build-m32 build-win32 build-win64 build-win-tool-include build-fuzz build-bench $(PACKAGE_BUILD)

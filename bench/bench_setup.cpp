@@ -128,19 +128,4 @@ std::string dslrsimPort(const std::string& link)
 #endif
 }
 
-Connected::Connected(const std::string& port) : m_slots(DSLR_GetObject())
-{
-    m_ok = m_slots != nullptr && !port.empty() &&
-           m_slots->baseDslrOpenPort(port.c_str()) == vkRN_OK &&
-           m_slots->baseOpenCameraComm(0, nullptr, 0) == vkRN_OK;
-}
-
-Connected::~Connected()
-{
-    if (m_slots == nullptr) return;
-    m_slots->baseCloseCameraComm();
-    m_slots->baseDslrClosePort();
-    DSLR_DeleteObject(m_slots);
-}
-
 }  // namespace bench

@@ -1,6 +1,7 @@
 // What the benchmarks share: the card they download from (a host directory
 // holding one large file, served in-process and by dslrsim alike), a dslrsim
-// process on a Unix socket, and a connected device object.
+// process on a Unix socket. The connected device object is the tests'
+// ConnectedObject.
 #pragma once
 
 #include "VKRNQ402.h"
@@ -29,22 +30,5 @@ std::string simPort(const std::string& name, const std::string& link = "");
 // A dslrsim serving the bench card on a Unix socket, started on first use
 // and stopped at exit; "" when it cannot run. The port path reaches it.
 std::string dslrsimPort(const std::string& link = "");
-
-// A device object with an open port and camera connection, closed and
-// deleted when it goes.
-class Connected {
-public:
-    explicit Connected(const std::string& port);
-    ~Connected();
-    Connected(const Connected&) = delete;
-    Connected& operator=(const Connected&) = delete;
-    bool ok() const { return m_ok; }
-    DslrObject* operator->() const { return m_slots; }
-    DslrObject* slots() const { return m_slots; }
-
-private:
-    DslrObject* m_slots;
-    bool m_ok = false;
-};
 
 }  // namespace bench

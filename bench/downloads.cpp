@@ -4,6 +4,7 @@
 // camera with the S400 link model (whose wire time the camera adds up).
 
 #include "bench_setup.h"
+#include "connected_object.h"
 
 #include "sim/camera.h"
 
@@ -16,8 +17,8 @@ namespace {
 void download(benchmark::State& state, const std::string& port,
               const sim::Camera* modelled = nullptr)
 {
-    bench::Connected camera(port);
-    if (!camera.ok()) {
+    ConnectedObject camera(port);
+    if (!camera.connected()) {
         state.SkipWithError("camera did not connect");
         return;
     }

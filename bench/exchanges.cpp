@@ -3,6 +3,7 @@
 // call when the flag word is 0, which every command path makes dozens of.
 
 #include "bench_setup.h"
+#include "connected_object.h"
 
 #include "log/dbg_log.h"
 #include "object/Dslr1394Object.h"
@@ -25,12 +26,12 @@ double microseconds(std::chrono::steady_clock::duration span)
 
 void timeExchanges(benchmark::State& state, const std::string& port)
 {
-    bench::Connected camera(port);
-    if (!camera.ok()) {
+    ConnectedObject camera(port);
+    if (!camera.connected()) {
         state.SkipWithError("camera did not connect");
         return;
     }
-    auto* object = static_cast<Dslr1394Object*>(camera.slots());
+    auto* object = static_cast<Dslr1394Object*>(camera.get());
     const RapiCallTexts texts = {"", "", "%lx", "%lx"};
     const RapiCommand& notifyStart = *Rapi_FindCommand(kNotifyStart);
     std::vector<double> spans;

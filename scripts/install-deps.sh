@@ -6,8 +6,8 @@
 # needs them.
 set -euo pipefail
 
-required=(cmake ninja-build g++ make libgtest-dev libgmock-dev googletest libbenchmark-dev clang-tidy libjpeg-dev libcli11-dev nlohmann-json3-dev)
-optional=(g++-multilib mingw-w64 wine wine64 clang qemu-user tmux qemu-system-x86 busybox-static tzdata)
+required=(cmake ninja-build g++ make libgtest-dev libgmock-dev googletest libbenchmark-dev clang-tidy libjpeg-dev libcli11-dev nlohmann-json3-dev pandoc dpkg-dev)
+optional=(g++-multilib mingw-w64 wine wine64 clang qemu-user tmux qemu-system-x86 busybox-static tzdata lintian bash-completion llvm zip)
 
 missing() {
   local pkg

@@ -186,6 +186,26 @@ if [ -n "${VKRN_DSLRSIM_ADDRESS:-}" ]; then
     failed+=("dslrctl.exe info")
   fi
 fi
+# The outside consumer built with MinGW against the Windows archive's header
+# and import library (make package), with the archive's DLL beside it.
+archive=$(ls -d build-package/out/VKRNQ402-*-windows 2>/dev/null | tail -n 1)
+if [ -n "$archive" ]; then
+  consumer=build-win64/consumer
+  rm -rf "$consumer" && mkdir -p "$consumer"
+  x86_64-w64-mingw32-g++-posix -O2 -I"$archive/include" examples/consumer/consumer.cpp \
+    -L"$archive/x64" -lVKRNQ402 -static -static-libgcc -static-libstdc++ -o "$consumer/consumer.exe"
+  cp "$archive/x64/VKRNQ402.dll" "$consumer/"
+  echo "== wine consumer.exe sim:demo (against $archive)"
+  rc=0
+  (cd "$consumer" && timeout 300 wine ./consumer.exe sim:demo) >"$consumer/wine.log" 2>&1 || rc=$?
+  cat "$consumer/wine.log"
+  if [ "$rc" -ne 0 ] || ! grep -q '^consumer session complete' "$consumer/wine.log"; then
+    echo "FAIL: consumer.exe built against the Windows archive (exit code $rc)"
+    failed+=("consumer.exe")
+  fi
+else
+  echo "WARNING: no Windows archive in build-package/out (make package): the consumer is not built for Windows"
+fi
 wineserver -k >/dev/null 2>&1 || true
 
 elapsed

@@ -45,15 +45,17 @@ mkdir -p $loop/tpgt_1/lun/lun_0
 echo -n naa.5001405000000002 > $loop/tpgt_1/nexus
 ln -s $core $loop/tpgt_1/lun/lun_0/camera || { fail "link the LUN"; finish; }
 
+# The SCSI scan of the new host can take a while on an emulated processor
+# of a busy machine: a generous guard, left as soon as the node is there.
 sg=
-for attempt in $(seq 50); do
+for attempt in $(seq 600); do
   for node in /sys/class/scsi_generic/sg*; do
     [ "$(cat $node/device/type 2>/dev/null)" = 6 ] && sg=/dev/${node##*/}
   done
   [ -n "$sg" ] && break
   sleep 0.2
 done
-[ -n "$sg" ] || { fail "a still-image device on /dev/sgN"; cat /tmp/dslrsim.log; finish; }
+[ -n "$sg" ] || { fail "a still-image device on /dev/sgN"; cat /tmp/dslrsim.log; ls /sys/class/scsi_generic; dmesg | tail -n 40; finish; }
 pass "still-image device $sg: $(cat /sys/class/scsi_generic/${sg#/dev/}/device/vendor) $(cat /sys/class/scsi_generic/${sg#/dev/}/device/model)"
 
 # A person outside the node's group is told which group to join.
@@ -64,6 +66,22 @@ chown root:disk $sg && chmod 660 $sg
 check "permission error names the group" sh -c \
   "su -s /bin/sh user -c 'dslrctl --port $sg info' 2>&1 | grep \"belongs to group 'disk'\""
 cat /tmp/check.log
+
+# The tools package's udev rule, applied by udevd as on an installed system:
+# the node goes to plugdev; a member runs dslrctl, anyone else is refused.
+mount -t tmpfs tmpfs /run
+printf 'root:x:0:0::/:/bin/sh\nuser:x:1000:1000::/tmp:/bin/sh\nphotographer:x:1001:1001::/tmp:/bin/sh\n' >/etc/passwd
+printf 'root:x:0:\ndisk:x:6:\nplugdev:x:46:photographer\nuser:x:1000:\nphotographer:x:1001:\n' >/etc/group
+/lib/systemd/systemd-udevd --daemon >/tmp/udevd.log 2>&1 || { fail "start udevd"; cat /tmp/udevd.log; }
+udevadm trigger --subsystem-match=scsi_generic --action=add
+udevadm settle --timeout=30
+check "udev rule gives $sg to plugdev, mode 0660" sh -c "ls -l $sg | grep -q '^crw-rw---- .* root *plugdev '"
+ls -l $sg
+check "a user in plugdev runs dslrctl info" su -s /bin/sh photographer -c "dslrctl --port $sg info"
+check "a user outside plugdev cannot" sh -c \
+  "su -s /bin/sh user -c 'dslrctl --port $sg info' 2>&1 | grep \"belongs to group 'plugdev'\""
+cat /tmp/check.log
+udevadm control --exit
 
 # info compared with the embedded camera; the clocks are read a moment apart.
 dslrctl --port sim:vm info | grep -v '^Clock:' >/tmp/info.sim

@@ -191,7 +191,7 @@ TEST(Dslrsim, HostDirectoryCardReadAndWritten)
     EXPECT_FALSE(fs::exists(root / "NOTES.TXT"));
     EXPECT_TRUE(fs::exists(root / "a name too long.jpeg")) << "what the camera cannot see stays";
 
-    camera.disconnect();
+    EXPECT_TRUE(camera.disconnect());
     server.signal(SIGTERM);
     EXPECT_EQ(server.wait(), 0);
     fs::remove_all(root);

@@ -1,5 +1,8 @@
 #include "command_line.h"
 
+#include "commands.h"
+#include "completion.h"
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -228,6 +231,10 @@ int parseCommandLine(int argc, char** argv, Options& o)
         ->type_name("")
         ->required();
 
+    // Hidden: the bash completion script, made from the table above.
+    std::string completionShell;
+    app.add_option("--completion", completionShell)->group("")->check(CLI::IsMember({"bash"}));
+
     std::vector<std::string> args, commandNames;
     for (const CLI::App* sub : app.get_subcommands({})) commandNames.push_back(sub->get_name());
     try {
@@ -246,6 +253,10 @@ int parseCommandLine(int argc, char** argv, Options& o)
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
         return usageError(error.what());
+    }
+    if (!completionShell.empty()) {
+        std::cout << bashCompletion(app, settingValues());
+        return 0;
     }
     for (CLI::App* sub : app.get_subcommands()) o.command = sub->get_name();
     if (o.command == "put") o.paths = {putSource, putDestination};

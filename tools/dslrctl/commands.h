@@ -4,6 +4,7 @@
 #pragma once
 
 #include "command_line.h"
+#include "completion.h"
 #include "output.h"
 #include "local_files.h"
 
@@ -39,5 +40,7 @@ int runCapture(const Options& options, const Output& output);
 int runEvents(const Options& options, const Output& output);
 
 int runConfig(const Options& options, const Output& output);
+// Every setting's name and the values known without a camera.
+SettingValues settingValues();
 
 }  // namespace dslrctl

@@ -303,4 +303,18 @@ int runConfig(const Options& options, const Output& output)
     return 0;
 }
 
+SettingValues settingValues()
+{
+    SettingValues values;
+    for (const Setting& setting : settings()) {
+        std::vector<std::string> words;
+        for (const Named& word : setting.words) words.push_back(word.name);
+        if (!setting.accepts)
+            for (long value = setting.low; value <= setting.high; value += setting.step)
+                words.push_back(std::to_string(value));
+        values.emplace_back(setting.name, words);
+    }
+    return values;
+}
+
 }  // namespace dslrctl
