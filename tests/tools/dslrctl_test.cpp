@@ -123,7 +123,7 @@ TEST(Dslrctl, CommandTable)
         {{"--json", "owner", "--set", ""}, 0, "", [](const json& j) { EXPECT_EQ(j["owner"], ""); }, {}},
         {{"-v", "get", "/DCIM/100VELOR/IMG_0001.JPG", "-o", saved}, 0, "dslrctl: 1 file, ", nullptr, {}},
         {{"--json", "--auto-detect"}, 0, "", [](const json& j) { EXPECT_TRUE(j["cameras"].is_array()); }, {}},
-        {{"--version"}, 0, "dslrctl 0.", nullptr, {}},
+        {{"--version"}, 0, "dslrctl 1.", nullptr, {}},
         {{"-q", "info"}, 0, "", [](const json&) {}, {}},
         // Usage errors: status 2 and what was wrong.
         {{}, 2, "give a command", nullptr, {}},
