@@ -46,6 +46,7 @@ void makeDirectories(const fs::path& directory)
     if (error) throw LocalError("make the folder", directory, error.value());
 }
 
+#ifndef _WIN32
 namespace {
 
 // A file system without hard links (FAT, exFAT, some network shares): the
@@ -61,6 +62,7 @@ bool placeByCheckAndRename(const fs::path& part, const fs::path& target)
 }
 
 }  // namespace
+#endif
 
 bool placeFile(const fs::path& part, const fs::path& target, bool replace)
 {
