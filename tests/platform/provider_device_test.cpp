@@ -304,21 +304,28 @@ private:
 };
 
 // Answers with a good status; the data is cut after `cutAt` bytes, and
-// then the connection is to be closed (false).
+// then the connection is to be closed (false). A stalled reply sends the
+// first `stallAt` bytes of header, data and sense, then nothing more, and
+// keeps the connection open.
 bool reply(int fd, const scsisock::Request& request, std::uint32_t tag, std::uint32_t transferred,
-           std::uint32_t magicOverride = 0, std::size_t cutAt = SIZE_MAX)
+           std::uint32_t magicOverride = 0, std::size_t cutAt = SIZE_MAX,
+           std::size_t stallAt = SIZE_MAX)
 {
     scsisock::Reply answer;
     answer.tag = tag;
     answer.srbStatus = SRB_STATUS_SUCCESS;
     answer.transferred = transferred;
+    answer.senseLength = stallAt != SIZE_MAX ? 8 : 0;
     std::uint8_t header[scsisock::kReplySize];
     scsisock::encode(answer, header);
     if (magicOverride != 0) std::memcpy(header, &magicOverride, 4);
-    writeAll(fd, header, sizeof(header));
-    std::vector<std::uint8_t> data(request.direction == scsisock::kDataIn ? transferred : 0, 0x42);
-    writeAll(fd, data.data(), std::min(data.size(), cutAt));
-    return cutAt >= data.size();
+    std::vector<std::uint8_t> bytes(header, header + sizeof(header));
+    bytes.resize(bytes.size() + (request.direction == scsisock::kDataIn ? transferred : 0), 0x42);
+    bytes.resize(bytes.size() + answer.senseLength, 0x70);
+    std::size_t sent = bytes.size();
+    if (cutAt != SIZE_MAX) sent = std::min(sent, sizeof(header) + cutAt);
+    writeAll(fd, bytes.data(), std::min(sent, stallAt));
+    return cutAt == SIZE_MAX;
 }
 
 TEST(SocketClient, GoodAndBrokenReplies)
@@ -349,18 +356,38 @@ TEST(SocketClient, GoodAndBrokenReplies)
         {"closed in the middle of the data",
          [](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag, 0x10, 0, 3); },
          SRB_STATUS_REQUEST_FLUSHED, 0, 3},
+        // A camera that stops in the middle of a reply and stays connected:
+        // the command's time-out ends the wait, whichever part is missing.
+        {"stalled in the header",
+         [](int fd, const scsisock::Request& r) {
+             return reply(fd, r, r.tag, 4, 0, SIZE_MAX, 5);
+         },
+         SRB_STATUS_REQUEST_FLUSHED, 0},
+        {"stalled in the data",
+         [](int fd, const scsisock::Request& r) {
+             return reply(fd, r, r.tag, 0x10, 0, SIZE_MAX, scsisock::kReplySize + 3);
+         },
+         SRB_STATUS_REQUEST_FLUSHED, 0, 3},
+        {"stalled in the sense",
+         [](int fd, const scsisock::Request& r) {
+             return reply(fd, r, r.tag, 4, 0, SIZE_MAX, scsisock::kReplySize + 4 + 2);
+         },
+         SRB_STATUS_REQUEST_FLUSHED, 0, 4},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         FakeServer server(test.answer);
         HANDLE device = openStillImageDevice(server.portPath());
         ASSERT_NE(device, INVALID_HANDLE_VALUE);
+        DWORD timeoutSeconds = 1;
+        ASSERT_TRUE(os::DeviceIoControl(device, IOCTL_SCSISCAN_SET_TIMEOUT, &timeoutSeconds,
+                                        sizeof(timeoutSeconds), nullptr, 0, nullptr, nullptr));
         for (int i = 0; i < 2; ++i) {  // the command that met it, and any later one
             Bytes expected(0x20, 0x5A);
             std::fill_n(expected.begin(), i == 0 ? std::max(test.count, test.landed) : test.count,
                         0x42);
             Command read(SCSIOP_READ10, 0x20, 0x5A);
-            ASSERT_EQ(read.run(device), WAIT_OBJECT_0);
+            ASSERT_EQ(read.run(device, 30000), WAIT_OBJECT_0);  // a hang guard, not a bound
             EXPECT_EQ(read.srbStatus, test.srbStatus);
             EXPECT_EQ(read.overlapped.InternalHigh, test.count);
             EXPECT_EQ(read.data, expected);

@@ -1,6 +1,8 @@
 // "unix:PATH" and "tcp:HOST:PORT": a camera served by dslrsim over the
 // scsi-sock protocol, one connection per opened handle, one command in
-// flight at a time (the protocol answers in order).
+// flight at a time (the protocol answers in order). Every wait on the
+// connection ends by the command's deadline (its time-out and a small
+// margin): a camera that stops in the middle of a reply is a lost camera.
 
 #include "platform/devices/socket_target.h"
 
@@ -9,6 +11,7 @@
 #include "platform/scsiscan.h"
 
 #include <algorithm>
+#include <atomic>
 #include <optional>
 
 namespace devices {
@@ -27,6 +30,8 @@ public:
     void start(const ScsiCommand& command, const std::uint8_t* buffer) override
     {
         m_early.reset();
+        m_replyStarted = false;
+        m_deadline = commandDeadline(command.timeoutMs);
         if (!describableCdb(command.cdbLength)) {
             m_early = ScsiOutcome{SRB_STATUS_INVALID_REQUEST, 0};
         } else if (m_lost || !sendRequest(command, buffer)) {
@@ -42,6 +47,25 @@ public:
     ScsiOutcome finish(const ScsiCommand& command, std::uint8_t* buffer,
                        std::uint8_t* sense) override
     {
+        const ScsiOutcome outcome = takeReply(command, buffer, sense);
+        m_replyStarted = false;  // nothing of this command is left to abandon
+        return outcome;
+    }
+
+    void interrupt() override { m_stream->shutdown(); }
+
+    // The caller gave the command up. A reply not yet begun may still come
+    // and is then read and dropped; one stopped half-way leaves the stream
+    // where no later reply can be found, so waiting on for it would only
+    // hold the commands queued behind it.
+    void abandon() override
+    {
+        if (m_replyStarted.load()) m_stream->shutdown();
+    }
+
+private:
+    ScsiOutcome takeReply(const ScsiCommand& command, std::uint8_t* buffer, std::uint8_t* sense)
+    {
         if (m_early) return *m_early;
         scsisock::Reply reply;
         if (!receiveReply(command, reply)) return lost();
@@ -49,19 +73,16 @@ public:
         // would: a stream that breaks in the middle leaves part of it
         // written, and the command fails with no bytes counted.
         if (command.direction == DataDirection::kIn &&
-            !m_stream->receiveAll(buffer, reply.transferred))
+            !m_stream->receiveAll(buffer, reply.transferred, m_deadline))
             return lost();
         std::uint8_t senseBytes[255];
-        if (!m_stream->receiveAll(senseBytes, reply.senseLength)) return lost();
+        if (!m_stream->receiveAll(senseBytes, reply.senseLength, m_deadline)) return lost();
         // The camera may send less sense than there is room for, never more.
         const std::uint8_t kept = std::min(reply.senseLength, command.senseLength);
         std::copy(senseBytes, senseBytes + kept, sense);
         return {reply.srbStatus, reply.transferred, kept, Completion::kDone};
     }
 
-    void interrupt() override { m_stream->shutdown(); }
-
-private:
     bool sendRequest(const ScsiCommand& command, const std::uint8_t* buffer)
     {
         scsisock::Request request;
@@ -74,9 +95,9 @@ private:
         std::copy(command.cdb, command.cdb + command.cdbLength, request.cdb.begin());
         std::uint8_t header[scsisock::kRequestSize];
         scsisock::encode(request, header);
-        if (!m_stream->sendAll(header, sizeof(header))) return false;
+        if (!m_stream->sendAll(header, sizeof(header), m_deadline)) return false;
         return command.direction != DataDirection::kOut ||
-               m_stream->sendAll(buffer, command.length);
+               m_stream->sendAll(buffer, command.length, m_deadline);
     }
 
     // A reply to another command, or more data than was asked for, means the
@@ -84,8 +105,11 @@ private:
     bool receiveReply(const ScsiCommand& command, scsisock::Reply& reply)
     {
         std::uint8_t header[scsisock::kReplySize];
-        return m_stream->receiveAll(header, sizeof(header)) && scsisock::decode(header, reply) &&
-               reply.tag == m_tag && reply.transferred <= command.length;
+        if (!m_stream->receiveAll(header, 1, m_deadline)) return false;
+        m_replyStarted = true;
+        return m_stream->receiveAll(header + 1, sizeof(header) - 1, m_deadline) &&
+               scsisock::decode(header, reply) && reply.tag == m_tag &&
+               reply.transferred <= command.length;
     }
 
     ScsiOutcome lost()
@@ -99,6 +123,8 @@ private:
     std::uint32_t m_tag = 0;
     bool m_lost = false;
     std::optional<ScsiOutcome> m_early;  // the started command's outcome, known before any reply
+    Deadline m_deadline{};
+    std::atomic<bool> m_replyStarted{false};  // a byte of the running command's reply came
 };
 
 }  // namespace
