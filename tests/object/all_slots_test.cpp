@@ -7,6 +7,7 @@
 #include "VKRNQ402.h"
 #include "log/dbg_log.h"
 #include "msgchannel/ScsiScanManager.h"
+#include "support/allocation_sweep.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 #include "support/sim_object.h"
@@ -370,6 +371,38 @@ TEST_P(FaultsThroughSlots, EveryCommandMeetsEveryFaultCleanly)
             SCOPED_TRACE(std::string(injected.name) + " at command " + std::to_string(at));
             run(at, &injected);
         }
+}
+
+// The same calls with each of their allocations failing in turn.
+TEST_P(FaultsThroughSlots, EveryAllocationFailsCleanly)
+{
+    Dslr1394Object* object = nullptr;
+    const auto close = [&] {
+        if (object == nullptr) return;
+        object->baseCloseCameraComm();
+        object->baseDslrClosePort();
+        DSLR_DeleteObject(object);
+        object = nullptr;
+    };
+    const auto connect = [&] {
+        close();
+        object = static_cast<Dslr1394Object*>(DSLR_GetObject());
+        ASSERT_EQ(object->baseDslrOpenPort(("sim:" + m_name).c_str()), vkRN_OK);
+        ASSERT_EQ(object->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
+    };
+    std::vector<BYTE> record(kOut, 0);
+    sweepAllocations(
+        GetParam().name,
+        [&] {
+            std::fill(record.begin(), record.end(), 0);
+            return GetParam().call(object, record.data());
+        },
+        [](const FailedAllocation& failed) {
+            EXPECT_TRUE(failed.result == 0 || (failed.result & 0xFFFF0000u) == 0x02000000u)
+                << std::hex << failed.result;
+        },
+        connect);
+    close();
 }
 
 std::string talkName(const ::testing::TestParamInfo<TalkRow>& info)
