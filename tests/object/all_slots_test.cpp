@@ -268,8 +268,6 @@ struct TalkRow {
     DWORD (*call)(DslrObject* o, BYTE* record);
 };
 
-void PrintTo(const TalkRow& row, std::ostream* os) { *os << "slot " << row.slot << " " << row.name; }
-
 #define TALK(slot, name, body) \
     TalkRow { slot, #name, [](DslrObject* o, BYTE* r) -> DWORD { (void)r; return body; } }
 
@@ -277,11 +275,14 @@ constexpr const char* kImage = "ATA01:\\DCIM\\100VELOR\\IMG_0001.JPG";
 
 // clang-format off
 const TalkRow kTalkRows[] = {
+    TALK(7, Format, o->baseFormatVol("ATA02:", 0)),
     TALK(5, GetVols, (*reinterpret_cast<uint16_t*>(r + 2048) = 4, o->baseGetVols(r, reinterpret_cast<uint16_t*>(r + 2048)))),
     TALK(8, GetDirs, (r[0] = 1, std::memcpy(r + 1, "ATA01:\\DCIM", 12), o->baseGetDirs(r, reinterpret_cast<uint32_t*>(r + 2048)))),
     TALK(9, CreateDir, o->basecreateDir("ATA02:\\NEW")),
+    TALK(10, CreateDcfDir, o->baseCreateDCFDir("VELOR", reinterpret_cast<char*>(r))),
     TALK(12, GetFileThenRead, o->baseGetFile(kImage, reinterpret_cast<uint32_t*>(r)) ?: o->baseDslrReadData(r + 16, 64)),
     TALK(13, GetFileSize, o->baseGetFileSize(kImage, r)),
+    TALK(14, ParsingHeader, o->baseGetParsingHeader(kImage, reinterpret_cast<uint32_t*>(r))),
     TALK(15, PutFile, o->basePutFile("ATA02:\\X.JPG", 16, 0, r)),
     TALK(19, ReadOwner, o->baseReadSetting(OWNER_NAME, r)),
     TALK(20, WriteOwner, o->baseWriteSetting(OWNER_NAME, "owner")),
@@ -293,7 +294,9 @@ const TalkRow kTalkRows[] = {
     TALK(43, GetGamma, (r[0] = 1, o->baseGetGammaLookupTable(158, r))),
     TALK(45, GetKelvin, o->baseGetDirectWhiteBalanceSetting(reinterpret_cast<uint32_t*>(r))),
     TALK(49, GetCustomFunction, (r[0] = 1, o->baseGetCustomFunctionSetting(68, r))),
+    TALK(47, GetWhiteBalance, (r[0] = 1, o->baseGetWhiteBalanceParameters(48, r))),
     TALK(51, GetPersonalFunction, o->baseGetPersonalFunctionSetting(114, r)),
+    TALK(54, PersonalFunctionExSize, o->baseGetPersonalFunctionExSize(reinterpret_cast<uint32_t*>(r))),
     TALK(58, GetColorMatrix, (r[0] = 1, o->baseGetUserColorMatrix(16, r))),
     TALK(60, GetJpegQuality, (r[0] = 1, o->baseGetJpegQuality(8, r))),
     TALK(62, GetWhiteBalanceShift, (r[0] = 1, o->baseGetWhilteBalanceShift(8, r))),
@@ -320,89 +323,65 @@ const Injected kInjected[] = {
     {"lost device", {sim::kAnyCommand, 0, 0, sim::Disposition::kDeviceLost}, true},
 };
 
+bool clean(DWORD result) { return result == 0 || (result & 0xFFFF0000u) == 0x02000000u; }
+
 class FaultsThroughSlots : public ::testing::TestWithParam<TalkRow> {
 protected:
-    // One call on a freshly connected object, with `passed` commands
-    // answered normally before `fault` (none: a clean run). Returns the
-    // commands the call sent.
-    std::size_t run(std::size_t passed, const Injected* injected)
+    void TearDown() override { close(); }
+    void connect()
     {
-        FaultPlan plan;
-        std::size_t sent = 0;
-        {
-            FastClock clock(1000, FastClock::Time::kCounted);
-            auto* object = static_cast<Dslr1394Object*>(DSLR_GetObject());
-            EXPECT_EQ(object->baseDslrOpenPort(("sim:" + m_name).c_str()), vkRN_OK);
-            EXPECT_EQ(object->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
-            m_camera->clearRecords();
-            if (injected != nullptr) {
-                m_camera->injectFaults(std::vector<sim::CommandFault>(passed, sim::CommandFault{}));
-                m_camera->injectFault(injected->fault);
-            }
-            std::vector<BYTE> record(kOut, 0);
-            const DWORD result = GetParam().call(object, record.data());
-            sent = m_camera->received().size();
-            EXPECT_TRUE(result == 0 || (result & 0xFFFF0000u) == 0x02000000u) << std::hex << result;
-            const bool lowered = object->m_scsiScanMngrPtr->ReadMapFile() == 0;
-            const bool lost = injected != nullptr && injected->losesDevice;
-            EXPECT_EQ(lowered, lost) << std::hex << result;
-            if (lost) {
-                EXPECT_NE(result, 0u);
-            }
-            object->baseCloseCameraComm();
-            object->baseDslrClosePort();
-            DSLR_DeleteObject(object);
-            m_camera->attach();
-        }
-        EXPECT_EQ(plan.outstandingAllocations(), 0u) << "left allocated";
-        return sent;
+        close();
+        m_object = static_cast<Dslr1394Object*>(DSLR_GetObject());
+        ASSERT_EQ(m_object->baseDslrOpenPort(("sim:" + m_name).c_str()), vkRN_OK);
+        ASSERT_EQ(m_object->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
+        m_camera->clearRecords();
     }
+    void close()
+    {
+        if (m_object == nullptr) return;
+        m_object->baseCloseCameraComm();
+        m_object->baseDslrClosePort();
+        DSLR_DeleteObject(m_object);
+        m_object = nullptr;
+        m_camera->attach();
+    }
+    DWORD call() { return GetParam().call(m_object, std::vector<BYTE>(kOut, 0).data()); }
 
     std::string m_name = uniqueName("faults");
     std::shared_ptr<sim::Camera> m_camera = sim::cameraNamed(m_name);
+    Dslr1394Object* m_object = nullptr;
 };
 
 TEST_P(FaultsThroughSlots, EveryCommandMeetsEveryFaultCleanly)
 {
-    const std::size_t commands = run(0, nullptr);
-    ASSERT_GT(commands, 0u);
+    connect();
+    ASSERT_EQ(call(), vkRN_OK);
+    const std::size_t commands = m_camera->received().size();
     for (std::size_t at = 0; at < commands; ++at)
         for (const Injected& injected : kInjected) {
             SCOPED_TRACE(std::string(injected.name) + " at command " + std::to_string(at));
-            run(at, &injected);
+            FaultPlan plan;
+            {
+                FastClock clock(1000, FastClock::Time::kCounted);
+                connect();
+                m_camera->injectFaults(std::vector<sim::CommandFault>(at, sim::CommandFault{}));
+                m_camera->injectFault(injected.fault);
+                const DWORD result = call();
+                EXPECT_TRUE(clean(result) && (result != 0 || !injected.losesDevice)) << result;
+                EXPECT_EQ(m_object->m_scsiScanMngrPtr->ReadMapFile() == 0, injected.losesDevice);
+                close();
+            }
+            EXPECT_EQ(plan.outstandingAllocations(), 0u) << "left allocated";
         }
 }
 
 // The same calls with each of their allocations failing in turn.
 TEST_P(FaultsThroughSlots, EveryAllocationFailsCleanly)
 {
-    Dslr1394Object* object = nullptr;
-    const auto close = [&] {
-        if (object == nullptr) return;
-        object->baseCloseCameraComm();
-        object->baseDslrClosePort();
-        DSLR_DeleteObject(object);
-        object = nullptr;
-    };
-    const auto connect = [&] {
-        close();
-        object = static_cast<Dslr1394Object*>(DSLR_GetObject());
-        ASSERT_EQ(object->baseDslrOpenPort(("sim:" + m_name).c_str()), vkRN_OK);
-        ASSERT_EQ(object->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
-    };
-    std::vector<BYTE> record(kOut, 0);
     sweepAllocations(
-        GetParam().name,
-        [&] {
-            std::fill(record.begin(), record.end(), 0);
-            return GetParam().call(object, record.data());
-        },
-        [](const FailedAllocation& failed) {
-            EXPECT_TRUE(failed.result == 0 || (failed.result & 0xFFFF0000u) == 0x02000000u)
-                << std::hex << failed.result;
-        },
-        connect);
-    close();
+        GetParam().name, [&] { return call(); },
+        [](const FailedAllocation& failed) { EXPECT_TRUE(clean(failed.result)) << failed.result; },
+        [&] { connect(); });
 }
 
 std::string talkName(const ::testing::TestParamInfo<TalkRow>& info)
