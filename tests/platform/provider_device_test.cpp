@@ -328,6 +328,13 @@ bool reply(int fd, const scsisock::Request& request, std::uint32_t tag, std::uin
     return cutAt == SIZE_MAX;
 }
 
+FakeServer::Answer stalledAt(std::uint32_t transferred, std::size_t at)
+{
+    return [=](int fd, const scsisock::Request& r) {
+        return reply(fd, r, r.tag, transferred, 0, SIZE_MAX, at);
+    };
+}
+
 TEST(SocketClient, GoodAndBrokenReplies)
 {
     struct Case {
@@ -358,21 +365,9 @@ TEST(SocketClient, GoodAndBrokenReplies)
          SRB_STATUS_REQUEST_FLUSHED, 0, 3},
         // A camera that stops in the middle of a reply and stays connected:
         // the command's time-out ends the wait, whichever part is missing.
-        {"stalled in the header",
-         [](int fd, const scsisock::Request& r) {
-             return reply(fd, r, r.tag, 4, 0, SIZE_MAX, 5);
-         },
-         SRB_STATUS_REQUEST_FLUSHED, 0},
-        {"stalled in the data",
-         [](int fd, const scsisock::Request& r) {
-             return reply(fd, r, r.tag, 0x10, 0, SIZE_MAX, scsisock::kReplySize + 3);
-         },
-         SRB_STATUS_REQUEST_FLUSHED, 0, 3},
-        {"stalled in the sense",
-         [](int fd, const scsisock::Request& r) {
-             return reply(fd, r, r.tag, 4, 0, SIZE_MAX, scsisock::kReplySize + 4 + 2);
-         },
-         SRB_STATUS_REQUEST_FLUSHED, 0, 4},
+        {"stalled in the header", stalledAt(4, 5), SRB_STATUS_REQUEST_FLUSHED, 0},
+        {"stalled in the data", stalledAt(0x10, scsisock::kReplySize + 3), SRB_STATUS_REQUEST_FLUSHED, 0, 3},
+        {"stalled in the sense", stalledAt(4, scsisock::kReplySize + 6), SRB_STATUS_REQUEST_FLUSHED, 0, 4},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
