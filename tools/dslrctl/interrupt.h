@@ -1,8 +1,9 @@
-// Ctrl-C and SIGTERM set a flag and write one byte to the pipe the library
-// watches (VKRN_INTERRUPT_FD), so that a command blocked on a silent camera
-// ends at once as a lost device. Transfers and waits look at the flag between
-// blocks and end cleanly (port closed, no partial file). The library is never
-// called from the handler.
+// Ctrl-C and SIGTERM set a flag. Transfers and waits look at it between
+// blocks and end cleanly (transfer reset, port closed, no partial file). A
+// command still blocked on a silent camera a moment later is ended by force:
+// a watcher thread writes to the pipe the library watches
+// (VKRN_INTERRUPT_FD), and the command fails as a lost device. The library
+// is never called from the handler.
 #pragma once
 
 namespace dslrctl {
