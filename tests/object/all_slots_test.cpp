@@ -268,6 +268,8 @@ struct TalkRow {
     DWORD (*call)(DslrObject* o, BYTE* record);
 };
 
+void PrintTo(const TalkRow& row, std::ostream* os) { *os << "slot " << row.slot << " " << row.name; }
+
 #define TALK(slot, name, body) \
     TalkRow { slot, #name, [](DslrObject* o, BYTE* r) -> DWORD { (void)r; return body; } }
 
