@@ -18,6 +18,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/ioctl.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -193,6 +194,30 @@ SocketStream::Ready SocketStream::waitReady(Direction direction, int millisecond
     // An error (result < 0) is for the send or receive to report.
     return result != 0 ? Ready::kReady : Ready::kTimedOut;
 #endif
+}
+
+std::size_t SocketStream::peek(void* bytes, std::size_t length)
+{
+#ifdef _WIN32
+    const int flags = MSG_PEEK;  // only asked once arrived() says the bytes are there
+#else
+    const int flags = MSG_PEEK | MSG_DONTWAIT;
+#endif
+    const auto got =
+        ::recv(native(m_socket), static_cast<char*>(bytes), static_cast<int>(length), flags);
+    return got > 0 ? static_cast<std::size_t>(got) : 0;
+}
+
+std::size_t SocketStream::arrived()
+{
+#ifdef _WIN32
+    u_long count = 0;
+    if (::ioctlsocket(native(m_socket), FIONREAD, &count) != 0) return 0;
+#else
+    int count = 0;
+    if (::ioctl(native(m_socket), FIONREAD, &count) != 0 || count < 0) return 0;
+#endif
+    return static_cast<std::size_t>(count);
 }
 
 void SocketStream::shutdown()

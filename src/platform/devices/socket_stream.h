@@ -31,6 +31,11 @@ public:
     // Whether bytes (or the end of the stream, or the host's interrupt) are
     // there within `milliseconds`, so that a receive would not wait.
     bool readable(std::uint32_t milliseconds);
+    // Copies up to `length` bytes that have arrived without taking them;
+    // returns how many (0 when none, or the stream failed).
+    std::size_t peek(void* bytes, std::size_t length);
+    // Bytes that have arrived and not been received.
+    std::size_t arrived();
     // Ends both directions: a blocked send or receive returns at once.
     void shutdown();
 

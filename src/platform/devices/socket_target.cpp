@@ -12,7 +12,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <optional>
+#include <thread>
 
 namespace devices {
 
@@ -31,6 +33,7 @@ public:
     {
         m_early.reset();
         m_replyStarted = false;
+        m_direction = command.direction;
         m_deadline = commandDeadline(command.timeoutMs);
         if (!describableCdb(command.cdbLength)) {
             m_early = ScsiOutcome{SRB_STATUS_INVALID_REQUEST, 0};
@@ -39,9 +42,19 @@ public:
         }
     }
 
+    // Only a reply that has wholly arrived is taken on the caller's thread:
+    // one that stops half-way must wait on the worker, where the caller can
+    // give it up (a very long one counts as there once a window of it is).
     bool answerWithin(std::uint32_t milliseconds) override
     {
-        return m_early.has_value() || m_stream->readable(milliseconds);
+        if (m_early) return true;
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+        if (!m_stream->readable(milliseconds)) return false;
+        while (!wholeReplyArrived()) {
+            if (std::chrono::steady_clock::now() >= end) return false;
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }
+        return true;
     }
 
     ScsiOutcome finish(const ScsiCommand& command, std::uint8_t* buffer,
@@ -60,7 +73,7 @@ public:
     // hold the commands queued behind it.
     void abandon() override
     {
-        if (m_replyStarted.load()) m_stream->shutdown();
+        if (m_replyStarted.load() || m_stream->arrived() > 0) m_stream->shutdown();
     }
 
 private:
@@ -100,6 +113,23 @@ private:
                m_stream->sendAll(buffer, command.length, m_deadline);
     }
 
+    bool wholeReplyArrived()
+    {
+        // More than the system queues on a socket need not be waited for.
+        constexpr std::size_t kWindow = 0x10000;
+        const std::size_t arrived = m_stream->arrived();
+        std::uint8_t header[scsisock::kReplySize];
+        scsisock::Reply reply;
+        if (arrived < sizeof(header)) return false;
+        // A header that does not decode is for finish() to refuse at once.
+        if (m_stream->peek(header, sizeof(header)) != sizeof(header) ||
+            !scsisock::decode(header, reply))
+            return true;
+        const std::size_t whole = sizeof(header) + reply.senseLength +
+                                  (m_direction == DataDirection::kIn ? reply.transferred : 0);
+        return arrived >= std::min(whole, kWindow);
+    }
+
     // A reply to another command, or more data than was asked for, means the
     // two ends no longer agree on the stream: it cannot be used any more.
     bool receiveReply(const ScsiCommand& command, scsisock::Reply& reply)
@@ -124,6 +154,7 @@ private:
     bool m_lost = false;
     std::optional<ScsiOutcome> m_early;  // the started command's outcome, known before any reply
     Deadline m_deadline{};
+    DataDirection m_direction = DataDirection::kNone;
     std::atomic<bool> m_replyStarted{false};  // a byte of the running command's reply came
 };
 
