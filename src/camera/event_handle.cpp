@@ -19,6 +19,29 @@ DWORD wordAt(const BYTE* bytes, DWORD offset)
     return value;
 }
 
+// Whether the record holds together as the camera builds one: its length
+// word covers at least its own header and no more than the bytes that came,
+// and a known event has the parameters of its kind. A record the sense
+// channel put together from two answers can fail this; it is no event.
+bool wellFormed(DWORD id, DWORD lengthWord, DWORD size)
+{
+    if (id == kSenseFailureEvent) return true;  // the library's own, with no parameters
+    if (lengthWord < kEventHead || lengthWord > size) return false;
+    const DWORD paramSize = lengthWord - kEventHead;
+    switch (id) {
+        case 8:
+        case 12:
+        case 16:
+            return paramSize >= 9;  // SequenceID, FormatType, SizeOfData
+        case 10:
+            return paramSize == 4 || paramSize == 8;
+        case 14:
+            return paramSize == 4;
+        default:
+            return true;
+    }
+}
+
 }  // namespace
 
 // The parameters arrive in host order: each known event is only logged.
@@ -61,8 +84,8 @@ void _EventParamSwap(DWORD eventID, DWORD paramSize, BYTE* params)
     }
 }
 
-// The event's own length word sizes the parameters, but never beyond the
-// message that carries them.
+// The event's own length word sizes the parameters; a record whose word
+// does not fit it, or the message that carries it, is dropped.
 DWORD WINAPI EventHandle(Dslr1394Object* object, BYTE* message, DWORD size)
 {
     if (object == nullptr || message == nullptr) return 0;
@@ -76,6 +99,13 @@ DWORD WINAPI EventHandle(Dslr1394Object* object, BYTE* message, DWORD size)
     Dbg_Dump(DBG_TAG_DSCS, "EventHandle: EventBuffer swap befor", message, size);
     const DWORD id = size >= 8 ? wordAt(message, 4) : 0;
     const DWORD lengthWord = size >= kEventHead ? wordAt(message, 8) : 0;
+    if (!wellFormed(id, lengthWord, size)) {
+        Dbg_Printf(DBG_TAG_DSCS, DBG_ERROR,
+                   "EventHandle: malformed record ID(0x%lx) Length(0x%lx) Size(0x%lx) dropped",
+                   static_cast<unsigned long>(id), static_cast<unsigned long>(lengthWord),
+                   static_cast<unsigned long>(size));
+        return 0;
+    }
     // The length word is the camera's: the parameters handed on never reach
     // past the message that was queued, though the record shows the word.
     const DWORD length = lengthWord > size ? size : lengthWord;

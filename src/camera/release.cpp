@@ -50,6 +50,19 @@ bool flagSet(DWORD flag) { return (Dbg_GetLogLevel() & flag) != 0; }
 // The codes whose request carries no block: the camera only answers them.
 bool carriesNoRequest(DWORD code) { return code == 10 || code == 13 || code == 16 || code == 17; }
 
+// The longest record a value list (code 28) can have: its head and one
+// 32-bit value for each of the 65536 values a parameter's 16-bit field can
+// hold. A size answered for it beyond this is no size a camera can mean.
+constexpr DWORD kLongestValueList = 8 + 65536 * 4;
+
+bool sizeOfValueListTooLong(DWORD code, DWORD size, const BYTE* reply)
+{
+    if (code != DS_RELEASE_CONTROL_GET_SIZE_OF_AVAILABLE_VALUE_OF_PARAM) return false;
+    DWORD value = 0;
+    std::memcpy(&value, reply, size < sizeof(value) ? size : sizeof(value));
+    return value > kLongestValueList;
+}
+
 // The codes whose reply block has a form of its own to check.
 bool checksReply(DWORD code)
 {
@@ -59,7 +72,7 @@ bool checksReply(DWORD code)
 DWORD extParamsSize(DWORD model)
 {
     return model == DSLR_MODEL_ID_Q402 || model == DSLR_MODEL_ID_Q611 ? kExtParamsLong
-                                                                       : kExtParamsShort;
+                                                                      : kExtParamsShort;
 }
 
 bool sizeAccepted(DWORD code, DWORD size, DWORD model)
@@ -264,6 +277,10 @@ uint32_t Dslr1394Object::baseReleaseControlEx(uint32_t dwControlCode, uint32_t d
                        ul(dwSizeOfRetParams));
         return vkRNERROR_INVALID_PARAMETER;
     }
+    if (dwControlCode == DS_RELEASE_CONTROL_GET_AVAILABLE_VALUE_OF_PARAM &&
+        dwSizeOfRetParams > kLongestValueList)
+        return fail(vkRNERROR_INVALID_PARAMETER,
+                    "different size parameter in baseReleaseControlEx()");
     // Left open: a block passed with a code that carries none. It would
     // reach the camera unchecked and be taken for a request of another
     // form, so it is refused before anything is sent.
@@ -315,25 +332,31 @@ uint32_t Dslr1394Object::baseReleaseControlEx(uint32_t dwControlCode, uint32_t d
         // The reply's block is had only once the camera has answered, as the
         // driver has always done: running out of memory there follows a
         // release the camera has already made.
-        result = dwSizeOfRetParams <= 0xFFFFFFFFu - kEchoHead - kRapiReplyHeader
-                     ? Rapi_ExchangeIntoNewBlock(this, command, request, refConst, &replyData,
-                                                 dwSizeOfRetParams + kEchoHead, texts,
-                                                 "RxParamPtr is NULL(alloc error) in baseReleaseControlEx()")
-                     : fail(vkRNERROR_OUT_OF_MEMORY,
-                            "vRxMsgPtr is NULL(alloc error) in baseReleaseControlEx()");
+        result =
+            dwSizeOfRetParams <= 0xFFFFFFFFu - kEchoHead - kRapiReplyHeader
+                ? Rapi_ExchangeIntoNewBlock(
+                      this, command, request, refConst, &replyData, dwSizeOfRetParams + kEchoHead,
+                      texts, "RxParamPtr is NULL(alloc error) in baseReleaseControlEx()")
+                : fail(vkRNERROR_OUT_OF_MEMORY,
+                       "vRxMsgPtr is NULL(alloc error) in baseReleaseControlEx()");
     }
     if (result == vkRN_OK) {
         const DWORD echo = word32(replyData, 0);
         const DWORD returned = word32(replyData, 4);
         if (echo != dwControlCode) {
             Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
-                       "different EchoBackCode. SendCode(0x%lx) EchoBack(0x%lx)",
-                       ul(dwControlCode), ul(echo));
+                       "different EchoBackCode. SendCode(0x%lx) EchoBack(0x%lx)", ul(dwControlCode),
+                       ul(echo));
             result = vkRNERROR_INVALID_PARAMETER;
         } else if (returned != dwSizeOfRetParams) {
-            Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "different RetParamSize. Size(0x%lx) RetSize(0x%lx)",
-                       ul(dwSizeOfRetParams), ul(returned));
+            Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
+                       "different RetParamSize. Size(0x%lx) RetSize(0x%lx)", ul(dwSizeOfRetParams),
+                       ul(returned));
             result = vkRNERROR_INVALID_PARAMETER;
+        } else if (sizeOfValueListTooLong(dwControlCode, dwSizeOfRetParams,
+                                          replyData + kEchoHead)) {
+            Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR, "value list size beyond any list in the reply");
+            result = vkRNERROR_TRANSFER_FAILED;
         } else if (dwSizeOfRetParams != 0) {
             std::memcpy(byRetParamsPtr, replyData + kEchoHead, dwSizeOfRetParams);
             if (checksReply(dwControlCode))
@@ -355,9 +378,10 @@ uint32_t Dslr1394Object::baseReleaseControlGetReleasedData(uint32_t dwKind, uint
                "KindOfImage(0x%lx) SequenceID(0x%lx) in baseReleaseControlGetReleasedData()",
                ul(dwKind), ul(dwSequenceID));
     if (dwKind < 1 || dwKind > 3) {
-        Dbg_Printf(DBG_TAG_VKRN, DBG_ERROR,
-                   "KindOfImage(0x%lx) Q317 Invalid parameter in baseReleaseControlGetReleasedData()",
-                   ul(dwKind));
+        Dbg_Printf(
+            DBG_TAG_VKRN, DBG_ERROR,
+            "KindOfImage(0x%lx) Q317 Invalid parameter in baseReleaseControlGetReleasedData()",
+            ul(dwKind));
         return vkRNERROR_INVALID_PARAMETER;
     }
     if (pdwLength == nullptr)

@@ -456,9 +456,17 @@ uint32_t Dslr1394Object::baseGetVols(void* pVolInfo, uint16_t* pwNumEntries)
         for (DWORD i = 0; i < entries; ++i) {
             const char* root = drives + starts[i];
             Dbg_Printf(DBG_TAG_VKRN, DBG_VALUE, "DriveRoot(%s) in getVols", root);
-            // A volume whose free space cannot be had is still listed.
+            // A volume whose free space the camera will not give is still
+            // listed. A camera that stopped answering gives no value at
+            // all: its zeros would read as an empty card.
             dsDRIVE_FREE_SPACE space = {};
-            if (_rapiGetDriveFreeSpace(root, &space) != vkRN_OK) space = {};
+            const DWORD spaceResult = _rapiGetDriveFreeSpace(root, &space);
+            if (spaceResult == vkRNERROR_TRANSFER_FAILED ||
+                spaceResult == vkRNERROR_DEVICE_NOT_AVAILABLE) {
+                result = spaceResult;
+                break;
+            }
+            if (spaceResult != vkRN_OK) space = {};
             const WORD one = 1;
             std::memcpy(out + written, &one, 2);
             std::memcpy(out + written + 2, &one, 2);

@@ -2,14 +2,11 @@
 // channel instead of the data channel.
 
 #include "log/dbg_log.h"
-#include "memory/message_buffer.h"
 #include "msgchannel/ScsiScanManager.h"
 #include "object/Dslr1394Object.h"
 #include "platform/platform_api.h"
 
 #include "VKRNQ402.h"
-
-#include <cstring>
 
 namespace {
 
@@ -66,28 +63,17 @@ DWORD Dslr1394Object::ScanMngrScsiReadDirect(BYTE* buffer, DWORD length, DWORD* 
 }
 
 // The count is reported as the length on every path: callers look at the
-// result first.
+// result first. The bytes go straight into the caller's buffer; after a
+// failure its content is undefined.
 DWORD Dslr1394Object::ScanMngrScsiRead(BYTE* buffer, DWORD length, DWORD* read, DWORD timeout)
 {
     Dbg_Printf(DBG_TAG_DSCS, DBG_ENTRY, "ScanMngrScsiRead()");
     if (read == nullptr || (buffer == nullptr && length != 0)) return vkRNERROR_INVALID_PARAMETER;
     *read = length;
     if (m_scsiScanMngrPtr == nullptr) return vkRNERROR_PORT_NOT_OPEN;  // Initialize failed
-    auto* message = new MessageBuffer;
-    if (message == nullptr) {
-        Dbg_Printf(DBG_TAG_DSCS, DBG_ERROR, "ScanMngrScsiRead: recivedMessagePtr");
-        return vkRNERROR_OUT_OF_MEMORY;
-    }
-    DWORD result = message->CreateBuffer(length);
-    if (result != vkRN_OK) {
-        Dbg_Printf(DBG_TAG_DSCS, DBG_ERROR,
-                   "ScanMngrScsiRead: CreateRecivedMessageBuffer went wrong");
-    } else if ((result = m_scsiScanMngrPtr->ReadMessage(message, timeout)) != vkRN_OK) {
+    if (length == 0) return vkRNERROR_INVALID_PARAMETER;  // a read of nothing is no read
+    const DWORD result = m_scsiScanMngrPtr->ReadInto(buffer, length, timeout);
+    if (result != vkRN_OK)
         Dbg_Printf(DBG_TAG_DSCS, DBG_ERROR, "ScanMngrScsiRead: WriteMessage went wrong");
-    } else {
-        std::memcpy(buffer, message->GetBufferPointer(), length);
-    }
-    message->FreeBufferMemory();
-    delete message;
     return result;
 }

@@ -8,6 +8,7 @@
 #include "datachannel/utl_mutex.h"
 #include "log/dbg_log.h"
 #include "object/Dslr1394Object.h"
+#include "platform/busy_backoff.h"
 #include "platform/platform_api.h"
 #include "platform/scsiscan.h"
 
@@ -84,6 +85,7 @@ DWORD Dslr1394Object::transferBlocks(BYTE operation, BYTE* buffer, DWORD length,
     DWORD latest = 0;
     DWORD remaining = length;
     BYTE* position = buffer;
+    BusyBackoff backoff;
     while (remaining != 0) {
         if (texts.progressLines) {
             Dbg_Printf(DBG_TAG_SSCM, DBG_DETAIL,
@@ -116,8 +118,10 @@ DWORD Dslr1394Object::transferBlocks(BYTE operation, BYTE* buffer, DWORD length,
             *count += latest;
             position += latest;
             remaining -= latest;
+            backoff.reset();
         } else if (repeatsWithoutData(srbStatus)) {
-            continue;  // the time-out check of the next pass bounds the repeats
+            // The time-out check of the next pass bounds the repeats.
+            backoff.pause(startTick, timeout);
         } else if (srbStatus == SRB_STATUS_REQUEST_FLUSHED) {
             Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, "%s", texts.flushed);
             if (!(texts.skipReportOnFlush && (Dbg_GetLogLevel() & DBGFLAG_NO_READ_NODEVICE)))

@@ -33,6 +33,9 @@ public:
     virtual ~ScsiScanManager();
     virtual DWORD WriteMapFile(DWORD value);
     virtual DWORD CheckDeviceHandle();
+    // ReadMessage straight into the caller's memory, with no buffer of its
+    // own: a read as long as the camera announced is not held twice.
+    DWORD ReadInto(BYTE* data, DWORD length, DWORD timeout);
     virtual DWORD ReadMapFile();
     virtual DWORD ScsiScanSequence(DWORD operation, BYTE* data, DWORD size, DWORD timeout);
     virtual DWORD ReadSequence(DWORD messageType, BYTE* buffer, DWORD length, DWORD timeout);
@@ -94,7 +97,7 @@ private:
     void closeAndInvalidate(HANDLE& handle);
     // One SCSI transfer of a whole buffer under the access mutex, between two
     // checks of the no-device flag; `name` begins the log texts.
-    DWORD lockedTransfer(const char* name, DWORD operation, MemoryBuffer* buffer,
+    DWORD lockedTransfer(const char* name, DWORD operation, BYTE* data, DWORD length,
                          DWORD mutexTimeout, DWORD timeout);
     // A factory message: `transfer` under the driver's long time-out.
     DWORD factoryTransfer(const char* name, const char* transferName,

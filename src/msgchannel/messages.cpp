@@ -23,15 +23,14 @@ constexpr DWORD kFactoryTimeoutSeconds = 600;
 
 // The flag is read before the wait, so that a stopped channel fails at once,
 // and again after it, so that a stop during the wait is honoured.
-DWORD ScsiScanManager::lockedTransfer(const char* name, DWORD operation, MemoryBuffer* buffer,
+DWORD ScsiScanManager::lockedTransfer(const char* name, DWORD operation, BYTE* data, DWORD length,
                                       DWORD mutexTimeout, DWORD timeout)
 {
     if (m_portOpenCount == 0) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, SSCM_TEXT("%s: The Port is not open"), name);
         return vkRNERROR_PORT_NOT_OPEN;
     }
-    if (buffer == nullptr || buffer->GetBufferPointer() == nullptr)
-        return vkRNERROR_INVALID_PARAMETER;
+    if (data == nullptr) return vkRNERROR_INVALID_PARAMETER;
     if (ReadMapFile() == 0) {
         Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, SSCM_TEXT("%s: ReadMapFile went wrong"), name);
         return vkRNERROR_DEVICE_NOT_AVAILABLE;
@@ -45,8 +44,7 @@ DWORD ScsiScanManager::lockedTransfer(const char* name, DWORD operation, MemoryB
         Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, SSCM_TEXT("%s: ReadMapFile went wrong"), name);
         result = vkRNERROR_DEVICE_NOT_AVAILABLE;
     } else {
-        result = ScsiScanSequence(operation, buffer->GetBufferPointer(), buffer->GetBufferSize(),
-                                  timeout);
+        result = ScsiScanSequence(operation, data, length, timeout);
         if (result != vkRN_OK) {
             Dbg_Printf(DBG_TAG_SSCM, DBG_ERROR, SSCM_TEXT("%s: ScsiScanSequence went wrong"), name);
         } else {
@@ -67,13 +65,22 @@ DWORD ScsiScanManager::WriteMessage(MessageBuffer* message, DWORD timeout)
 {
     FunctionTrace trace(DBG_TAG_SSCM, SSCM_TEXT("WriteMessage->"), SSCM_TEXT("WriteMessage<-"));
     CheckDeviceHandle();  // only Windows 98 learns anything; the message goes out either way
-    return lockedTransfer("WriteMessage", SCSIOP_WRITE10, message, kMessageMutexTimeout, timeout);
+    if (message == nullptr) return vkRNERROR_INVALID_PARAMETER;
+    return lockedTransfer("WriteMessage", SCSIOP_WRITE10, message->GetBufferPointer(),
+                          message->GetBufferSize(), kMessageMutexTimeout, timeout);
 }
 
 DWORD ScsiScanManager::ReadMessage(MessageBuffer* message, DWORD timeout)
 {
     FunctionTrace trace(DBG_TAG_SSCM, SSCM_TEXT("ReadMessage->"), SSCM_TEXT("ReadMessage<-"));
-    return lockedTransfer("ReadMessage", SCSIOP_READ10, message, kMessageMutexTimeout, timeout);
+    if (message == nullptr) return vkRNERROR_INVALID_PARAMETER;
+    return ReadInto(message->GetBufferPointer(), message->GetBufferSize(), timeout);
+}
+
+DWORD ScsiScanManager::ReadInto(BYTE* data, DWORD length, DWORD timeout)
+{
+    return lockedTransfer("ReadMessage", SCSIOP_READ10, data, length, kMessageMutexTimeout,
+                          timeout);
 }
 
 DWORD ScsiScanManager::ReadRequestSense(SenseMessage* sense)

@@ -7,6 +7,7 @@
 
 #include "VKRNQ402.h"
 #include "log/function_trace.h"
+#include "platform/busy_backoff.h"
 #include "platform/platform_api.h"
 
 namespace {
@@ -111,6 +112,7 @@ DWORD ScsiScanManager::ScsiScanSequence(DWORD operation, BYTE* data, DWORD size,
 
     DWORD result = vkRN_OK;
     BYTE* position = data;
+    BusyBackoff backoff;
     while (size > 0 && result == vkRN_OK) {
         const DWORD chunk =
             (m_maxScsiDataSize != 0 && size > m_maxScsiDataSize) ? m_maxScsiDataSize : size;
@@ -123,6 +125,9 @@ DWORD ScsiScanManager::ScsiScanSequence(DWORD operation, BYTE* data, DWORD size,
             }
             DWORD transferred = 0;
             result = runCommand(operation, position, remaining, timeout, transferred);
+            // Nothing moved and no failure: the device asked to be asked again.
+            if (result == vkRN_OK && transferred == 0) backoff.pause(start, timeout);
+            if (transferred > 0) backoff.reset();
             position += transferred;
             remaining -= transferred;
         }

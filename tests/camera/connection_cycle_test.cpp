@@ -170,20 +170,25 @@ TEST_F(ConnectionCycle, ReplyBlockSizes)
     }
 }
 
-// The event record shows the camera's length word, even where the
-// parameters handed on stop at the message's end.
-TEST_F(ConnectionCycle, EventRecordShowsTheLengthWord)
+// An event record is delivered only when its length word fits its head and
+// the message, and a known event has the parameters of its kind.
+TEST_F(ConnectionCycle, EventRecordsThatDoNotHoldTogetherAreDropped)
 {
-    const DWORD words[4] = {0, 0x00040009, 0x1000, 0x55};
-    auto* message = static_cast<BYTE*>(MEM_AllocateMemory(sizeof(words)));
-    std::memcpy(message, words, sizeof(words));
-    LogCapture log(0x7F);
-    EventHandle(m_object, message, sizeof(words));
-    MEM_FreeMemory(message);
-    EXPECT_TRUE(log.contains("EventHandle: ID(0x40009) Length(0x1000) param(0x55)")) << log.text();
+    const DWORD records[][4] = {
+        {0, 0x00040009, 16, 0x55},    // delivered with its 4 parameter bytes
+        {0, 0x00040009, 0x1000, 0},   // longer than the message
+        {0, 0x00040009, 8, 0},        // shorter than its own head
+        {0, 16, 16, 0},               // an image event without its 9 bytes
+    };
+    for (const auto& words : records) {
+        auto* message = static_cast<BYTE*>(MEM_AllocateMemory(sizeof(words)));
+        std::memcpy(message, words, sizeof(words));
+        EventHandle(m_object, message, sizeof(words));
+        MEM_FreeMemory(message);
+    }
     std::lock_guard<std::mutex> guard(m_inbox.lock);
     ASSERT_EQ(m_inbox.events.size(), 1u);
-    EXPECT_EQ(m_inbox.events[0].params.size(), 4u);
+    EXPECT_EQ(m_inbox.events[0].params, std::vector<std::uint8_t>({0x55, 0, 0, 0}));
 }
 
 // The benchmark reports the size its reply announces; its reply does not

@@ -6,12 +6,15 @@
 
 #include "VKRNQ402.h"
 #include "log/dbg_log.h"
+#include "msgchannel/ScsiScanManager.h"
+#include "support/allocation_sweep.h"
 #include "support/fault_plan.h"
 #include "support/log_capture.h"
 #include "support/sim_object.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <ostream>
 #include <set>
 #include <string>
@@ -251,5 +254,143 @@ TEST(AllSlotsTable, CoversEverySlot)
     EXPECT_EQ(slots.size(), 80u);
     EXPECT_EQ(*slots.rbegin(), 79);
 }
+
+// Faults through every slot that talks to the camera: each of the call's
+// commands in turn meets each SRB status with no data, a short transfer, a
+// camera that never answers and one that leaves the bus. Every one gives a
+// clean result, leaves nothing allocated, and lowers the port's no-device
+// flag exactly when the device was lost (the call then fails). The event
+// slots (39, 40) are left to the event-thread suite: their stop lowers the
+// flag by design, and their polling thread would take the injected faults.
+struct TalkRow {
+    int slot;
+    const char* name;
+    DWORD (*call)(DslrObject* o, BYTE* record);
+};
+
+void PrintTo(const TalkRow& row, std::ostream* os) { *os << "slot " << row.slot << " " << row.name; }
+
+#define TALK(slot, name, body) \
+    TalkRow { slot, #name, [](DslrObject* o, BYTE* r) -> DWORD { (void)r; return body; } }
+
+constexpr const char* kImage = "ATA01:\\DCIM\\100VELOR\\IMG_0001.JPG";
+
+// clang-format off
+const TalkRow kTalkRows[] = {
+    TALK(7, Format, o->baseFormatVol("ATA02:", 0)),
+    TALK(5, GetVols, (*reinterpret_cast<uint16_t*>(r + 2048) = 4, o->baseGetVols(r, reinterpret_cast<uint16_t*>(r + 2048)))),
+    TALK(8, GetDirs, (r[0] = 1, std::memcpy(r + 1, "ATA01:\\DCIM", 12), o->baseGetDirs(r, reinterpret_cast<uint32_t*>(r + 2048)))),
+    TALK(9, CreateDir, o->basecreateDir("ATA02:\\NEW")),
+    TALK(10, CreateDcfDir, o->baseCreateDCFDir("VELOR", reinterpret_cast<char*>(r))),
+    TALK(12, GetFileThenRead, o->baseGetFile(kImage, reinterpret_cast<uint32_t*>(r)) ?: o->baseDslrReadData(r + 16, 64)),
+    TALK(13, GetFileSize, o->baseGetFileSize(kImage, r)),
+    TALK(14, ParsingHeader, o->baseGetParsingHeader(kImage, reinterpret_cast<uint32_t*>(r))),
+    TALK(15, PutFile, o->basePutFile("ATA02:\\X.JPG", 16, 0, r)),
+    TALK(19, ReadOwner, o->baseReadSetting(OWNER_NAME, r)),
+    TALK(20, WriteOwner, o->baseWriteSetting(OWNER_NAME, "owner")),
+    TALK(23, ModelDescription, o->baseGetModelDescrip(r)),
+    TALK(31, GetDevelop, (r[0] = 1, o->baseGetDevelopParamSetting(32, r))),
+    TALK(32, RemoteApiVersion, o->baseGetRemoteAPIVersion(reinterpret_cast<uint32_t*>(r))),
+    TALK(33, ReleaseParams, o->baseReleaseControlEx(DS_RELEASE_CONTROL_GET_RELEASE_PARAMS, 0, nullptr, 48, r)),
+    TALK(36, ResetTransfer, o->baseDslrResetTransfer(1)),
+    TALK(43, GetGamma, (r[0] = 1, o->baseGetGammaLookupTable(158, r))),
+    TALK(45, GetKelvin, o->baseGetDirectWhiteBalanceSetting(reinterpret_cast<uint32_t*>(r))),
+    TALK(49, GetCustomFunction, (r[0] = 1, o->baseGetCustomFunctionSetting(68, r))),
+    TALK(47, GetWhiteBalance, (r[0] = 1, o->baseGetWhiteBalanceParameters(48, r))),
+    TALK(51, GetPersonalFunction, o->baseGetPersonalFunctionSetting(114, r)),
+    TALK(54, PersonalFunctionExSize, o->baseGetPersonalFunctionExSize(reinterpret_cast<uint32_t*>(r))),
+    TALK(58, GetColorMatrix, (r[0] = 1, o->baseGetUserColorMatrix(16, r))),
+    TALK(60, GetJpegQuality, (r[0] = 1, o->baseGetJpegQuality(8, r))),
+    TALK(62, GetWhiteBalanceShift, (r[0] = 1, o->baseGetWhilteBalanceShift(8, r))),
+};
+// clang-format on
+
+#undef TALK
+
+struct Injected {
+    const char* name;
+    sim::CommandFault fault;
+    bool losesDevice;
+};
+
+const Injected kInjected[] = {
+    {"error", {sim::kAnyCommand, SRB_STATUS_ERROR, 0}, false},
+    {"busy", {sim::kAnyCommand, SRB_STATUS_BUSY, 0}, false},
+    {"invalid request", {sim::kAnyCommand, SRB_STATUS_INVALID_REQUEST, 0}, false},
+    {"no device", {sim::kAnyCommand, SRB_STATUS_NO_DEVICE, 0}, false},
+    {"bus reset", {sim::kAnyCommand, SRB_STATUS_BUS_RESET, 0}, false},
+    {"flushed", {sim::kAnyCommand, SRB_STATUS_REQUEST_FLUSHED, 0}, true},
+    {"short transfer", {sim::kAnyCommand, SRB_STATUS_SUCCESS, 1}, false},
+    {"time-out", {sim::kAnyCommand, SRB_STATUS_SUCCESS, 0, sim::Disposition::kSilent}, false},
+    {"lost device", {sim::kAnyCommand, 0, 0, sim::Disposition::kDeviceLost}, true},
+};
+
+bool clean(DWORD result) { return result == 0 || (result & 0xFFFF0000u) == 0x02000000u; }
+
+class FaultsThroughSlots : public ::testing::TestWithParam<TalkRow> {
+protected:
+    void TearDown() override { close(); }
+    void connect()
+    {
+        close();
+        m_object = static_cast<Dslr1394Object*>(DSLR_GetObject());
+        ASSERT_EQ(m_object->baseDslrOpenPort(("sim:" + m_name).c_str()), vkRN_OK);
+        ASSERT_EQ(m_object->baseOpenCameraComm(0, nullptr, 0), vkRN_OK);
+        m_camera->clearRecords();
+    }
+    void close()
+    {
+        if (m_object == nullptr) return;
+        m_object->baseCloseCameraComm();
+        m_object->baseDslrClosePort();
+        DSLR_DeleteObject(m_object);
+        m_object = nullptr;
+        m_camera->attach();
+    }
+    DWORD call() { return GetParam().call(m_object, std::vector<BYTE>(kOut, 0).data()); }
+
+    std::string m_name = uniqueName("faults");
+    std::shared_ptr<sim::Camera> m_camera = sim::cameraNamed(m_name);
+    Dslr1394Object* m_object = nullptr;
+};
+
+TEST_P(FaultsThroughSlots, EveryCommandMeetsEveryFaultCleanly)
+{
+    connect();
+    ASSERT_EQ(call(), vkRN_OK);
+    const std::size_t commands = m_camera->received().size();
+    for (std::size_t at = 0; at < commands; ++at)
+        for (const Injected& injected : kInjected) {
+            SCOPED_TRACE(std::string(injected.name) + " at command " + std::to_string(at));
+            FaultPlan plan;
+            {
+                FastClock clock(1000, FastClock::Time::kCounted);
+                connect();
+                m_camera->injectFaults(std::vector<sim::CommandFault>(at, sim::CommandFault{}));
+                m_camera->injectFault(injected.fault);
+                const DWORD result = call();
+                EXPECT_TRUE(clean(result) && (result != 0 || !injected.losesDevice)) << result;
+                EXPECT_EQ(m_object->m_scsiScanMngrPtr->ReadMapFile() == 0, injected.losesDevice);
+                close();
+            }
+            EXPECT_EQ(plan.outstandingAllocations(), 0u) << "left allocated";
+        }
+}
+
+// The same calls with each of their allocations failing in turn.
+TEST_P(FaultsThroughSlots, EveryAllocationFailsCleanly)
+{
+    sweepAllocations(
+        GetParam().name, [&] { return call(); },
+        [](const FailedAllocation& failed) { EXPECT_TRUE(clean(failed.result)) << failed.result; },
+        [&] { connect(); });
+}
+
+std::string talkName(const ::testing::TestParamInfo<TalkRow>& info)
+{
+    return "slot" + std::to_string(info.param.slot) + "_" + info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Slots, FaultsThroughSlots, ::testing::ValuesIn(kTalkRows), talkName);
 
 }  // namespace

@@ -304,21 +304,35 @@ private:
 };
 
 // Answers with a good status; the data is cut after `cutAt` bytes, and
-// then the connection is to be closed (false).
+// then the connection is to be closed (false). A stalled reply sends the
+// first `stallAt` bytes of header, data and sense, then nothing more, and
+// keeps the connection open.
 bool reply(int fd, const scsisock::Request& request, std::uint32_t tag, std::uint32_t transferred,
-           std::uint32_t magicOverride = 0, std::size_t cutAt = SIZE_MAX)
+           std::uint32_t magicOverride = 0, std::size_t cutAt = SIZE_MAX,
+           std::size_t stallAt = SIZE_MAX)
 {
     scsisock::Reply answer;
     answer.tag = tag;
     answer.srbStatus = SRB_STATUS_SUCCESS;
     answer.transferred = transferred;
+    answer.senseLength = stallAt != SIZE_MAX ? 8 : 0;
     std::uint8_t header[scsisock::kReplySize];
     scsisock::encode(answer, header);
     if (magicOverride != 0) std::memcpy(header, &magicOverride, 4);
-    writeAll(fd, header, sizeof(header));
-    std::vector<std::uint8_t> data(request.direction == scsisock::kDataIn ? transferred : 0, 0x42);
-    writeAll(fd, data.data(), std::min(data.size(), cutAt));
-    return cutAt >= data.size();
+    std::vector<std::uint8_t> bytes(header, header + sizeof(header));
+    bytes.resize(bytes.size() + (request.direction == scsisock::kDataIn ? transferred : 0), 0x42);
+    bytes.resize(bytes.size() + answer.senseLength, 0x70);
+    std::size_t sent = bytes.size();
+    if (cutAt != SIZE_MAX) sent = std::min(sent, sizeof(header) + cutAt);
+    writeAll(fd, bytes.data(), std::min(sent, stallAt));
+    return cutAt == SIZE_MAX;
+}
+
+FakeServer::Answer stalledAt(std::uint32_t transferred, std::size_t at)
+{
+    return [=](int fd, const scsisock::Request& r) {
+        return reply(fd, r, r.tag, transferred, 0, SIZE_MAX, at);
+    };
 }
 
 TEST(SocketClient, GoodAndBrokenReplies)
@@ -328,7 +342,6 @@ TEST(SocketClient, GoodAndBrokenReplies)
         FakeServer::Answer answer;
         BYTE srbStatus;
         DWORD count;       // bytes delivered, 0x42 each; the rest of the buffer is left alone
-        DWORD landed = 0;  // bytes of a reply cut off in the middle: written, not counted
     } cases[] = {
         {"good reply", [](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag, 4); },
          SRB_STATUS_SUCCESS, 4},
@@ -348,19 +361,26 @@ TEST(SocketClient, GoodAndBrokenReplies)
          SRB_STATUS_REQUEST_FLUSHED, 0},
         {"closed in the middle of the data",
          [](int fd, const scsisock::Request& r) { return reply(fd, r, r.tag, 0x10, 0, 3); },
-         SRB_STATUS_REQUEST_FLUSHED, 0, 3},
+         SRB_STATUS_REQUEST_FLUSHED, 0},
+        // A camera that stops in the middle of a reply and stays connected:
+        // the command's time-out ends the wait, whichever part is missing.
+        {"stalled in the header", stalledAt(4, 5), SRB_STATUS_REQUEST_FLUSHED, 0},
+        {"stalled in the data", stalledAt(0x10, scsisock::kReplySize + 3), SRB_STATUS_REQUEST_FLUSHED, 0},
+        {"stalled in the sense", stalledAt(4, scsisock::kReplySize + 6), SRB_STATUS_REQUEST_FLUSHED, 0},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);
         FakeServer server(test.answer);
         HANDLE device = openStillImageDevice(server.portPath());
         ASSERT_NE(device, INVALID_HANDLE_VALUE);
+        DWORD timeoutSeconds = 1;
+        ASSERT_TRUE(os::DeviceIoControl(device, IOCTL_SCSISCAN_SET_TIMEOUT, &timeoutSeconds,
+                                        sizeof(timeoutSeconds), nullptr, 0, nullptr, nullptr));
         for (int i = 0; i < 2; ++i) {  // the command that met it, and any later one
             Bytes expected(0x20, 0x5A);
-            std::fill_n(expected.begin(), i == 0 ? std::max(test.count, test.landed) : test.count,
-                        0x42);
+            std::fill_n(expected.begin(), test.count, 0x42);  // a broken reply lands nothing
             Command read(SCSIOP_READ10, 0x20, 0x5A);
-            ASSERT_EQ(read.run(device), WAIT_OBJECT_0);
+            ASSERT_EQ(read.run(device, 30000), WAIT_OBJECT_0);  // a hang guard, not a bound
             EXPECT_EQ(read.srbStatus, test.srbStatus);
             EXPECT_EQ(read.overlapped.InternalHigh, test.count);
             EXPECT_EQ(read.data, expected);
@@ -384,6 +404,23 @@ TEST(SocketClient, HungServerCanBeCancelledAndClosed)
     EXPECT_FALSE(os::GetOverlappedResult(device, &read.overlapped, &count, FALSE));
     EXPECT_EQ(os::GetLastError(), static_cast<DWORD>(ERROR_OPERATION_ABORTED));
     EXPECT_EQ(read.data, std::vector<BYTE>(0x20, 0x5A));
+    EXPECT_TRUE(os::CloseHandle(device));
+}
+
+// A reply that stopped half-way and was then given up: the connection is
+// dropped at once, so the next command does not queue behind the stalled
+// one for its whole time-out (60 s here, past the guard).
+TEST(SocketClient, CancelledHalfReplyDoesNotHoldTheNextCommand)
+{
+    FakeServer server(stalledAt(4, 5));
+    HANDLE device = openStillImageDevice(server.portPath());
+    ASSERT_NE(device, INVALID_HANDLE_VALUE);
+    Command stalled(SCSIOP_READ10, 0x20, 0x5A);
+    EXPECT_FALSE(stalled.issue(device));  // the header began: left to the worker
+    ASSERT_TRUE(os::CancelIo(device));
+    Command next(SCSIOP_READ10, 0x20, 0x5A);
+    ASSERT_EQ(next.run(device, 30000), WAIT_OBJECT_0);
+    EXPECT_EQ(next.srbStatus, SRB_STATUS_REQUEST_FLUSHED);
     EXPECT_TRUE(os::CloseHandle(device));
 }
 

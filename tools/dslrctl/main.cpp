@@ -39,6 +39,12 @@ int main(int argc, char** argv)
         output.error(error.what());
         return 2;
     } catch (const CameraError& error) {
+        // Ctrl-C ends the library's waits as a lost camera: that failure is
+        // the interruption, not a fault of the camera.
+        if (interrupted()) {
+            output.error("interrupted; the transfer was abandoned and nothing partial was kept");
+            return 130;
+        }
         output.error(error.what());
         // The library gives the same code for a camera that is absent and one
         // that another program holds open, so the hint names both.

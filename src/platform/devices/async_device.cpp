@@ -197,6 +197,7 @@ void AsyncDevice::cancelIo()
 {
     std::lock_guard<std::mutex> guard(m_lock);
     cancelAllLocked();
+    if (m_running) m_target->abandon();
 }
 
 void AsyncDevice::cancelAllLocked()

@@ -60,6 +60,11 @@ public:
     // Makes a blocked finish() return soon (as a lost device); used when the
     // handle is closed. Later calls may fail at once.
     virtual void interrupt() {}
+    // The running command was cancelled by its caller: a target whose
+    // answer can no longer be taken in full ends its finish() soon (as a
+    // lost device); others let it run to its own end. Called from another
+    // thread than finish().
+    virtual void abandon() {}
 };
 
 // The target a provider port path names, or null with `error` set to a

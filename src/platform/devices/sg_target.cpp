@@ -12,6 +12,7 @@
 
 #include "platform/devices/sg_target.h"
 
+#include "platform/devices/host_interrupt.h"
 #include "platform/devices/sg_status.h"
 #include "platform/win32_types.h"
 
@@ -89,7 +90,7 @@ long retryInterrupted(Call call)
 
 class SgTarget : public ScsiTarget {
 public:
-    SgTarget(int fd, int wake) : m_fd(fd), m_wake(wake) {}
+    SgTarget(int fd, int wake) : m_fd(fd), m_wake(wake), m_hostInterrupt(hostInterruptFd()) {}
 
     // The whole command runs in finish(), on the handle's worker.
     ScsiOutcome finish(const ScsiCommand& command, std::uint8_t* buffer,
@@ -110,7 +111,8 @@ public:
 
         if (retryInterrupted([&] { return ::write(m_fd.get(), &header, sizeof(header)); }) < 0)
             return srbOutcomeOf({errno});
-        if (const int error = awaitAnswer(header)) return srbOutcomeOf({error});
+        if (const int error = awaitAnswer(header, commandDeadline(command.timeoutMs)))
+            return srbOutcomeOf({error});
         SgReport report{0,
                         header.host_status,
                         header.driver_status,
@@ -131,28 +133,36 @@ public:
 
 private:
     // Reads the answer into `header` once the kernel has it; the errno that
-    // ended the wait otherwise (ENODEV when the handle is closing or the
-    // device has left). One command at a time: the answer is this command's.
-    int awaitAnswer(sg_io_hdr_t& header)
+    // ended the wait otherwise (ENODEV when the handle is closing, the host
+    // interrupts its waits, the device has left, or the kernel has not
+    // answered by the deadline, which its own time-out of the same length
+    // should have met first). One command at a time: the answer is this
+    // command's.
+    int awaitAnswer(sg_io_hdr_t& header, Deadline deadline)
     {
         for (;;) {
-            if (!answerArrived()) return ENODEV;
+            if (!answerArrived(deadline)) return ENODEV;
             if (retryInterrupted([&] { return ::read(m_fd.get(), &header, sizeof(header)); }) >= 0)
                 return 0;
             if (errno != EAGAIN) return errno;
         }
     }
 
-    bool answerArrived()
+    bool answerArrived(Deadline deadline)
     {
-        pollfd watched[2] = {{m_fd.get(), POLLIN, 0}, {m_wake.get(), POLLIN, 0}};
-        if (retryInterrupted([&] { return ::poll(watched, 2, -1); }) < 0) return false;
-        if (watched[1].revents != 0) return false;
+        pollfd watched[3] = {
+            {m_fd.get(), POLLIN, 0}, {m_wake.get(), POLLIN, 0}, {m_hostInterrupt, POLLIN, 0}};
+        const nfds_t count = m_hostInterrupt >= 0 ? 3 : 2;
+        const long ready =
+            retryInterrupted([&] { return ::poll(watched, count, millisecondsUntil(deadline)); });
+        if (ready <= 0) return false;  // the deadline passed, or poll itself failed
+        if (watched[1].revents != 0 || (count == 3 && watched[2].revents != 0)) return false;
         return (watched[0].revents & POLLIN) != 0;
     }
 
     FileDescriptor m_fd;
     FileDescriptor m_wake;
+    int m_hostInterrupt;  // the host's, not ours to close
     std::uint32_t m_tag = 0;
 };
 

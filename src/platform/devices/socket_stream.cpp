@@ -18,6 +18,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/ioctl.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -121,6 +122,7 @@ SocketStream::SocketStream(const SocketAddress& address, std::uint32_t& error)
         return;
     }
     m_socket = static_cast<Native>(socket);
+    m_interrupt = hostInterruptFd();
 }
 
 SocketStream::~SocketStream()
@@ -128,10 +130,12 @@ SocketStream::~SocketStream()
     if (isOpen()) closeNative(native(m_socket));
 }
 
-bool SocketStream::sendAll(const void* bytes, std::size_t length)
+bool SocketStream::sendAll(const void* bytes, std::size_t length, Deadline deadline)
 {
     const char* position = static_cast<const char*>(bytes);
     while (length > 0) {
+        // A camera that stops taking a write's data holds no one either.
+        if (waitReady(kWritable, millisecondsUntil(deadline)) != Ready::kReady) return false;
         const int chunk = length > 0x10000 ? 0x10000 : static_cast<int>(length);
         const auto sent = ::send(native(m_socket), position, chunk, kSendFlags);
         if (sent < 0 && interrupted()) continue;
@@ -142,14 +146,15 @@ bool SocketStream::sendAll(const void* bytes, std::size_t length)
     return true;
 }
 
-bool SocketStream::receiveAll(void* bytes, std::size_t length)
+bool SocketStream::receiveAll(void* bytes, std::size_t length, Deadline deadline)
 {
     char* position = static_cast<char*>(bytes);
     while (length > 0) {
+        // Every wait for the peer is bounded: a camera that stops in the
+        // middle of a reply must not hold the caller past its time-out.
+        if (waitReady(kReadable, millisecondsUntil(deadline)) != Ready::kReady) return false;
         const int chunk = length > 0x10000 ? 0x10000 : static_cast<int>(length);
-        // Waiting for the whole piece in one call saves a call for each part
-        // of a reply the peer's system hands over separately.
-        const auto received = ::recv(native(m_socket), position, chunk, MSG_WAITALL);
+        const auto received = ::recv(native(m_socket), position, chunk, 0);
         if (received < 0 && interrupted()) continue;
         if (received <= 0) return false;
         position += received;
@@ -160,20 +165,59 @@ bool SocketStream::receiveAll(void* bytes, std::size_t length)
 
 bool SocketStream::readable(std::uint32_t milliseconds)
 {
+    const int limit = milliseconds > 0x7FFFFFFF ? 0x7FFFFFFF : static_cast<int>(milliseconds);
+    return waitReady(kReadable, limit) != Ready::kTimedOut;
+}
+
+SocketStream::Ready SocketStream::waitReady(Direction direction, int milliseconds)
+{
 #ifdef _WIN32
     fd_set ready;
     FD_ZERO(&ready);
     FD_SET(native(m_socket), &ready);
     timeval wait{static_cast<long>(milliseconds / 1000),
                  static_cast<long>(milliseconds % 1000) * 1000};
-    return ::select(0, &ready, nullptr, nullptr, &wait) != 0;  // an error: let the receive say
+    fd_set* readSet = direction == kReadable ? &ready : nullptr;
+    fd_set* writeSet = direction == kWritable ? &ready : nullptr;
+    // An error: let the send or receive say.
+    return ::select(0, readSet, writeSet, nullptr, &wait) != 0 ? Ready::kReady : Ready::kTimedOut;
 #else
-    pollfd ready{native(m_socket), POLLIN, 0};
+    const short events = direction == kReadable ? POLLIN : POLLOUT;
+    pollfd watched[2] = {{native(m_socket), events, 0}, {m_interrupt, POLLIN, 0}};
+    const nfds_t count = m_interrupt >= 0 ? 2 : 1;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     int result = 0;
-    while ((result = ::poll(&ready, 1, static_cast<int>(milliseconds))) < 0 && interrupted()) {
-    }
-    return result != 0;
+    // A handled signal ends poll() early: wait on for the time that is left.
+    while ((result = ::poll(watched, count, milliseconds)) < 0 && interrupted())
+        milliseconds = millisecondsUntil(end);
+    if (count == 2 && watched[1].revents != 0) return Ready::kInterrupted;
+    // An error (result < 0) is for the send or receive to report.
+    return result != 0 ? Ready::kReady : Ready::kTimedOut;
 #endif
+}
+
+std::size_t SocketStream::peek(void* bytes, std::size_t length)
+{
+#ifdef _WIN32
+    const int flags = MSG_PEEK;  // only asked once arrived() says the bytes are there
+#else
+    const int flags = MSG_PEEK | MSG_DONTWAIT;
+#endif
+    const auto got =
+        ::recv(native(m_socket), static_cast<char*>(bytes), static_cast<int>(length), flags);
+    return got > 0 ? static_cast<std::size_t>(got) : 0;
+}
+
+std::size_t SocketStream::arrived()
+{
+#ifdef _WIN32
+    u_long count = 0;
+    if (::ioctlsocket(native(m_socket), FIONREAD, &count) != 0) return 0;
+#else
+    int count = 0;
+    if (::ioctl(native(m_socket), FIONREAD, &count) != 0 || count < 0) return 0;
+#endif
+    return static_cast<std::size_t>(count);
 }
 
 void SocketStream::shutdown()
