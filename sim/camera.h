@@ -18,6 +18,7 @@
 #include "sim/release.h"
 #include "sim/remote_api.h"
 #include "sim/settings.h"
+#include "sim/spoiler.h"
 #include "sim/storage.h"
 
 #include <cstddef>
@@ -36,6 +37,9 @@ struct CommandResult {
     std::uint8_t srbStatus;
     std::uint32_t transferred;
     Disposition disposition = Disposition::kComplete;
+    // A spoil for the transport to apply on the wire (a camera that spoils
+    // on the wire; see setSpoiler).
+    std::optional<TransportSpoil> transport = std::nullopt;
 };
 
 // A command as the camera received it, for tests to inspect. `data` holds
@@ -80,6 +84,14 @@ public:
     void dropOffBus();
     void attach();
     void overrideNextReply(const ReplyOverride& change);
+    // A camera that lies (sim/spoiler.h): the spoiler chooses the replies
+    // to spoil. With `onWire`, transport spoils are left to the transport
+    // (CommandResult::transport); otherwise the camera applies their nearest
+    // in-process equivalent. nullptr ends the lying.
+    void setSpoiler(std::unique_ptr<Spoiler> spoiler, bool onWire);
+    // A new connection of a host: the spoiler plans its next spoil afresh.
+    void rearmSpoiler();
+    unsigned spoilsDone() const;
     // Queues an event for the host's sense reads: a record of the ID and
     // parameters, or a raw record (whatever its length word says).
     void raiseEvent(std::uint32_t id, const std::vector<std::uint8_t>& parameters = {});
@@ -128,6 +140,7 @@ private:
     CommandResult inquiry(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                           std::uint32_t length);
     Reply answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
+    void spoilTransport(ReplyKind kind, std::uint8_t* data, CommandResult& result);
 
     mutable std::mutex m_lock;
     CameraOptions m_options;
@@ -142,6 +155,10 @@ private:
     bool m_silent = false;
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;
+    std::unique_ptr<Spoiler> m_spoiler;
+    bool m_spoilOnWire = false;
+    ReplyKind m_replyKind = ReplyKind::kHandshake;
+    std::vector<std::uint8_t> m_lastRead;  // another command's reply, for a spoiler
     std::vector<ReceivedCommand> m_received;
     std::vector<std::uint32_t> m_messages;  // the types of the messages the host sent
     LinkClock m_link;
