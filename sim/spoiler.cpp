@@ -188,6 +188,7 @@ void Spoiler::plan()
     if (!m_planned) return;
     m_next = m_classes[m_choices->below(static_cast<std::uint32_t>(m_classes.size()))];
     m_countdown = m_choices->below(reachOf(m_next));
+    m_onSense = isTransportSpoil(m_next) && m_choices->below(4) == 0;
 }
 
 void Spoiler::rearm()
@@ -311,7 +312,7 @@ std::optional<TransportSpoil> Spoiler::spoilTransport(ReplyKind kind, std::uint3
     if (kind == ReplyKind::kHandshake || !m_planned || !isTransportSpoil(m_next))
         return std::nullopt;
     const SpoilClass spoil = m_next;
-    if (!due(spoil, true)) return std::nullopt;
+    if (!due(spoil, (kind == ReplyKind::kSense) == m_onSense)) return std::nullopt;
     TransportSpoil result{spoil, 0};
     switch (spoil) {
         case SpoilClass::kCountsMore:

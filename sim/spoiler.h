@@ -98,6 +98,10 @@ private:
     bool m_planned = false;
     SpoilClass m_next = SpoilClass::kTruncated;
     std::uint32_t m_countdown = 0;
+    // A transport spoil waits for a sense read or for another read: the
+    // host's event polling runs on its own time, so only the second kind is
+    // reproducible whatever the host's threads do.
+    bool m_onSense = false;
     std::function<void(SpoilClass)> m_report;
 };
 
