@@ -1,6 +1,7 @@
 // capture and events: remote release and the camera's notifications.
 
 #include "camera.h"
+#include "camera_checks.h"
 #include "commands.h"
 #include "interrupt.h"
 #include "transfer.h"
@@ -96,6 +97,7 @@ json downloadHeld(const Camera& camera, const Output& output, const ImageNotice&
             std::uint32_t length = 0;
             Camera::check("baseReleaseControlGetReleasedData",
                           camera->baseReleaseControlGetReleasedData(notice.kind, notice.sequence, &length));
+            checkAnnouncedLength(camera, "picture " + std::to_string(notice.sequence), length, notice.size);
             return length;
         },
         target, std::time(nullptr));
