@@ -38,6 +38,36 @@ done
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
 
+# The table of results on stdin: one row per class and operation, a column
+# per outcome. `hostile-run.sh --table RESULTS` prints it for a run that was
+# stopped early.
+table() {
+  awk -v trials="$1" -v elapsed="$2" '
+  { key = $2 " | " $1; count[key, $4]++; keys[key] = 1; total[$4]++; if ($5 == "yes") reached[key]++; runs[key]++ }
+  END {
+    split("error honest lie wrong-data hang crash sanitizer", names, " ")
+    printf "%d trials in %d s\n\n| class | operation | trials | spoil reached |", trials, elapsed
+    for (i = 1; i <= 7; i++) printf " %s |", names[i]
+    printf "\n|---|---|---|---|"
+    for (i = 1; i <= 7; i++) printf "---|"
+    printf "\n"
+    for (key in keys) {
+      split(key, parts, " \\| ")
+      line = sprintf("| %s | %s | %d | %d |", parts[1], parts[2], runs[key], reached[key])
+      for (i = 1; i <= 7; i++) line = line sprintf(" %d |", count[key, names[i]])
+      print line | "sort"
+    }
+    close("sort")
+    printf "| all | all | %d | |", NR
+    for (i = 1; i <= 7; i++) printf " %d |", total[names[i]]
+    printf "\n"
+  }'
+}
+if [ "${1:-}" = "--table" ]; then
+  table "$(wc -l <"$2")" "?" <"$2"
+  exit 0
+fi
+
 # The card every trial starts from: files of known bytes, some larger than
 # one block of the camera.
 rm -rf "$out" && mkdir -p "$out/card/DCIM/100TEST" "$out/card/DCIM/101TEST" "$out/trials"
@@ -145,25 +175,5 @@ seq 0 $((trials - 1)) | xargs -P "$jobs" -I{} bash -c \
   'ops=($OPS_LIST); classes=($CLASSES_LIST); trial {}' >"$out/results.txt"
 elapsed=$(($(date +%s) - start))
 
-# The table: one row per class and operation, a column per outcome.
-awk -v trials="$trials" -v elapsed="$elapsed" '
-  { key = $2 " | " $1; count[key, $4]++; keys[key] = 1; total[$4]++; if ($5 == "yes") reached[key]++; runs[key]++ }
-  END {
-    split("error honest lie wrong-data hang crash sanitizer", names, " ")
-    printf "%d trials in %d s\n\n| class | operation | trials | spoil reached |", trials, elapsed
-    for (i = 1; i <= 7; i++) printf " %s |", names[i]
-    printf "\n|---|---|---|---|"
-    for (i = 1; i <= 7; i++) printf "---|"
-    printf "\n"
-    for (key in keys) {
-      split(key, parts, " \\| ")
-      line = sprintf("| %s | %s | %d | %d |", parts[1], parts[2], runs[key], reached[key])
-      for (i = 1; i <= 7; i++) line = line sprintf(" %d |", count[key, names[i]])
-      print line | "sort"
-    }
-    close("sort")
-    printf "| all | all | %d | |", NR
-    for (i = 1; i <= 7; i++) printf " %d |", total[names[i]]
-    printf "\n"
-  }' "$out/results.txt" | tee "$out/table.md"
+table "$trials" "$elapsed" <"$out/results.txt" | tee "$out/table.md"
 echo "results: $out/results.txt; trials that went wrong keep their logs in $out/trials/"

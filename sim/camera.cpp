@@ -78,7 +78,12 @@ CommandResult Camera::executeLocked(const std::uint8_t* cdb, std::size_t cdbLeng
     // is the device's identity, answered the same whatever is scripted.
     if (opcode == kInquiry) return inquiry(cdb, cdbLength, data, length);
     std::optional<CommandFault> fault = m_faults.take(opcode);
-    if (!fault) return perform(opcode, data, length);
+    if (!fault) {
+        CommandResult result = perform(opcode, data, length);
+        if (m_tap && !isWrite(opcode) && result.disposition == Disposition::kComplete)
+            m_tap(opcode, data, std::min(result.transferred, length));
+        return result;
+    }
     if (fault->disposition == Disposition::kDeviceLost) {
         m_offBus = true;
         m_port.reset();
@@ -374,6 +379,13 @@ std::vector<std::uint32_t> Camera::messagesReceived() const
     return m_messages;
 }
 
+void Camera::tapReplies(
+    std::function<void(std::uint8_t opcode, const std::uint8_t* data, std::uint32_t count)> tap)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_tap = std::move(tap);
+}
+
 void Camera::clearRecords()
 {
     std::lock_guard<std::mutex> guard(m_lock);
@@ -381,14 +393,35 @@ void Camera::clearRecords()
     m_messages.clear();
 }
 
-std::shared_ptr<Camera> cameraNamed(const std::string& name)
+namespace {
+
+std::mutex& cameraLock()
 {
     static std::mutex lock;
-    static auto* cameras = new std::map<std::string, std::shared_ptr<Camera>>;
-    std::lock_guard<std::mutex> guard(lock);
-    std::shared_ptr<Camera>& camera = (*cameras)[name];
+    return lock;
+}
+
+// Never destroyed: handles may close after static destruction began.
+std::map<std::string, std::shared_ptr<Camera>>& cameras()
+{
+    static auto* named = new std::map<std::string, std::shared_ptr<Camera>>;
+    return *named;
+}
+
+}  // namespace
+
+std::shared_ptr<Camera> cameraNamed(const std::string& name)
+{
+    std::lock_guard<std::mutex> guard(cameraLock());
+    std::shared_ptr<Camera>& camera = cameras()[name];
     if (!camera) camera = std::make_shared<Camera>();
     return camera;
+}
+
+void forgetCamera(const std::string& name)
+{
+    std::lock_guard<std::mutex> guard(cameraLock());
+    cameras().erase(name);
 }
 
 }  // namespace sim

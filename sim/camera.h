@@ -23,6 +23,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -130,6 +131,11 @@ public:
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
     std::vector<std::uint32_t> messagesReceived() const;
+    // Told the bytes of every reply the host reads and of every sense
+    // answer, as the host receives them (recorders of honest traffic).
+    void tapReplies(
+        std::function<void(std::uint8_t opcode, const std::uint8_t* data, std::uint32_t count)>
+            tap);
     void clearRecords();
 
 private:
@@ -159,6 +165,7 @@ private:
     bool m_spoilOnWire = false;
     ReplyKind m_replyKind = ReplyKind::kHandshake;
     std::vector<std::uint8_t> m_lastRead;  // another command's reply, for a spoiler
+    std::function<void(std::uint8_t, const std::uint8_t*, std::uint32_t)> m_tap;
     std::vector<ReceivedCommand> m_received;
     std::vector<std::uint32_t> m_messages;  // the types of the messages the host sent
     LinkClock m_link;
@@ -167,5 +174,8 @@ private:
 // The camera of one name in this process, created on first use: every
 // handle of "sim:NAME" reaches it.
 std::shared_ptr<Camera> cameraNamed(const std::string& name);
+// The next use of the name makes a new camera; handles still open keep the
+// old one until they close.
+void forgetCamera(const std::string& name);
 
 }  // namespace sim

@@ -240,7 +240,8 @@ void Spoiler::spoilBytes(std::vector<std::uint8_t>& bytes, std::size_t from, std
 
 void Spoiler::spoilReply(ReplyKind kind, Reply& reply)
 {
-    if (kind == ReplyKind::kHandshake || kind == ReplyKind::kSense || !m_planned) return;
+    if ((kind == ReplyKind::kHandshake && !m_handshakes) || kind == ReplyKind::kSense || !m_planned)
+        return;
     std::vector<std::uint8_t>& head = reply.head;
     const bool rapi = head.size() >= kRecordAt;
     if (due(SpoilClass::kFrameHeader, head.size() >= kFrameHeader)) {

@@ -81,6 +81,9 @@ public:
     std::optional<TransportSpoil> spoilTransport(ReplyKind kind, std::uint32_t length);
     // Starts over with the next spoil (a new connection of a host).
     void rearm();
+    // Whether handshake replies may be spoiled too (a fuzzer's camera; a
+    // lying dslrsim answers the handshake honestly).
+    void spoilHandshakes(bool on) { m_handshakes = on; }
     unsigned spoiled() const { return m_spoiled; }
     // Told the class of every spoil as it is made (under the camera's lock).
     void onSpoil(std::function<void(SpoilClass)> report) { m_report = std::move(report); }
@@ -102,6 +105,7 @@ private:
     // host's event polling runs on its own time, so only the second kind is
     // reproducible whatever the host's threads do.
     bool m_onSense = false;
+    bool m_handshakes = false;
     std::function<void(SpoilClass)> m_report;
 };
 

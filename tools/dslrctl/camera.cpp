@@ -143,6 +143,7 @@ std::vector<Entry> Camera::list(const std::string& path, std::uint8_t depth) con
     std::vector<std::uint8_t> request = subtreeRequest(path, depth);
     std::uint32_t length = 0;
     check("baseGetDirs", m_object->baseGetDirs(request.data(), &length));
+    checkListingLength(*this, length);
     std::vector<std::uint8_t> data(length);
     if (length != 0) read(data.data(), length);
     std::vector<Entry> entries;

@@ -68,6 +68,15 @@ void checkAnnouncedLength(const Camera& camera, const std::string& what, std::ui
                              "; not saved");
 }
 
+void checkListingLength(const Camera& camera, std::uint32_t announced)
+{
+    constexpr std::uint32_t kLongestListing = 64u << 20;
+    if (announced <= kLongestListing) return;
+    camera.resetTransfer();
+    throw std::runtime_error("the camera announced a listing of " + std::to_string(announced) +
+                             " bytes, more than any card holds; not read");
+}
+
 bool wellFormedEvent(const CameraEvent& event)
 {
     const std::size_t size = event.parameters.size();

@@ -29,6 +29,11 @@ void checkAnnouncedLength(const Camera& camera, const std::string& what, std::ui
 // The camera's event area is 64 bytes, 12 of them the record's head.
 constexpr std::size_t kLongestEventParameters = 64 - 12;
 
+// Throws when a listing is announced longer than any card's can be (a
+// record per entry of at most 10 bytes and a path: 64 MiB hold well over a
+// million entries), before anything is allocated for it.
+void checkListingLength(const Camera& camera, std::uint32_t announced);
+
 // Whether an event's parameters have the size and values its ID calls for.
 bool wellFormedEvent(const CameraEvent& event);
 
