@@ -283,6 +283,12 @@ std::size_t Camera::eventsWaiting() const
     return m_events.waiting();
 }
 
+void Camera::clearEvents()
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_events.clear();
+}
+
 void Camera::injectRapiFault(std::uint32_t request, const RapiFault& fault)
 {
     std::lock_guard<std::mutex> guard(m_lock);

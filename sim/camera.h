@@ -98,6 +98,7 @@ public:
     void raiseEvent(std::uint32_t id, const std::vector<std::uint8_t>& parameters = {});
     void raiseEventRecord(const std::vector<std::uint8_t>& record);
     std::size_t eventsWaiting() const;
+    void clearEvents();
     // Remote API: one-shot spoiled replies per command code, the size of the
     // benchmark command's data phase, whether event reports are on (notify
     // start turns them on; tests may switch them directly), and every
