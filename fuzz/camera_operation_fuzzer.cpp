@@ -16,6 +16,20 @@
 #include <memory>
 #include <vector>
 
+namespace {
+
+const char* const kCameraName = "fuzz-operation";
+
+}  // namespace
+
+// Making the camera encodes its demo pictures: done once, before the clock
+// of the first input starts.
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    sim::cameraNamed(kCameraName);
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static FastClock* const clock = new FastClock(1000);
@@ -23,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size == 0) return 0;
     constexpr auto kOperations = static_cast<std::uint8_t>(fuzzing::Operation::kCount);
     const auto operation = static_cast<fuzzing::Operation>(data[0] % kOperations);
-    const std::string name = "fuzz-operation";
+    const std::string name = kCameraName;
     const std::shared_ptr<sim::Camera> camera = sim::cameraNamed(name);
     static const sim::SettingsState settings = camera->settings();
     static const sim::ReleaseState release = camera->release();
