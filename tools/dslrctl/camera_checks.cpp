@@ -64,8 +64,7 @@ void checkAnnouncedLength(const Camera& camera, const std::string& what, std::ui
     if (announced == expected) return;
     camera.resetTransfer();
     throw std::runtime_error(what + ": the camera announced " + std::to_string(announced) +
-                             " bytes for a file of " + std::to_string(expected) +
-                             "; not saved");
+                             " bytes for a file of " + std::to_string(expected) + "; not saved");
 }
 
 void checkListingLength(const Camera& camera, std::uint32_t announced)
