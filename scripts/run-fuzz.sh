@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang (AddressSanitizer and UBSan on) in
-# build-fuzz and runs each for a fixed time from the seeds in fuzz/corpus.
+# build-fuzz and runs each for a fixed time from the seeds in fuzz/corpus
+# (recorded from honest camera traffic by build-fuzz/fuzz/record_corpus).
 # FUZZ_SECONDS sets the time per target (default 60). A finding fails the run
 # and leaves its input in build-fuzz/findings/.
 set -euo pipefail
@@ -22,8 +23,9 @@ fi
 rm -rf "$probe"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DVKRN_BUILD_FUZZ=ON -DVKRN_SANITIZE=address \
   -DVKRN_BUILD_TESTS=OFF -DVKRN_BUILD_TOOLS=OFF -DVKRN_WERROR=ON >/dev/null
-cmake --build build-fuzz -j"${JOBS:-2}" --target path_utilities_fuzzer
-for target in path_utilities; do
+targets="path_utilities camera_records scsi_sock camera_operation"
+cmake --build build-fuzz -j"${JOBS:-2}" --target $(printf '%s_fuzzer ' $targets) record_corpus
+for target in $targets; do
   work="build-fuzz/corpus/$target"   # grown corpus stays out of the source tree
   mkdir -p "$work" build-fuzz/findings
   echo "== fuzzing $target for ${seconds}s"

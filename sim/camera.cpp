@@ -2,6 +2,7 @@
 
 #include "sim/handshake.h"
 #include "sim/inquiry.h"
+#include "sim/record_fields.h"
 
 #include <algorithm>
 #include <cstring>
@@ -17,6 +18,14 @@ constexpr std::uint8_t kError = 0x04;
 constexpr std::uint8_t kRequestFlushed = 0x16;
 
 bool isWrite(std::uint8_t opcode) { return opcode == 0x2A || opcode == 0xAA; }
+
+ReplyKind replyKindOf(const Message& message)
+{
+    if (message.type != kRapiFrame) return ReplyKind::kHandshake;
+    const std::uint32_t request = wordAt(message.data, 4);
+    // The listing and the drive strings: the records a host builds names from.
+    return request == 0x1120000B || request == 0x1120000E ? ReplyKind::kListing : ReplyKind::kRapi;
+}
 
 }  // namespace
 
@@ -69,7 +78,12 @@ CommandResult Camera::executeLocked(const std::uint8_t* cdb, std::size_t cdbLeng
     // is the device's identity, answered the same whatever is scripted.
     if (opcode == kInquiry) return inquiry(cdb, cdbLength, data, length);
     std::optional<CommandFault> fault = m_faults.take(opcode);
-    if (!fault) return perform(opcode, data, length);
+    if (!fault) {
+        CommandResult result = perform(opcode, data, length);
+        if (m_tap && !isWrite(opcode) && result.disposition == Disposition::kComplete)
+            m_tap(opcode, data, std::min(result.transferred, length));
+        return result;
+    }
     if (fault->disposition == Disposition::kDeviceLost) {
         m_offBus = true;
         m_port.reset();
@@ -89,7 +103,10 @@ CommandResult Camera::perform(std::uint8_t opcode, std::uint8_t* data, std::uint
             if (std::optional<Message> message = m_port.write(data, length)) {
                 if (m_options.keepRecords) m_messages.push_back(message->type);
                 // A new message ends whatever the host left unread.
-                m_port.setReply(answer(message->type, message->data));
+                Reply reply = answer(message->type, message->data);
+                m_replyKind = replyKindOf(*message);
+                if (m_spoiler) m_spoiler->spoilReply(m_replyKind, reply);
+                m_port.setReply(std::move(reply));
             }
             return {kSuccess, length};
         case 0x28:
@@ -97,7 +114,9 @@ CommandResult Camera::perform(std::uint8_t opcode, std::uint8_t* data, std::uint
             // Nothing to send: the host asks again until its time runs out.
             const std::size_t count = m_port.read(data, length);
             if (count == 0) return {kError, 0};
-            return {kSuccess, static_cast<std::uint32_t>(count)};
+            CommandResult result{kSuccess, static_cast<std::uint32_t>(count)};
+            spoilTransport(m_replyKind, data, result);
+            return result;
         }
         case 0x03:
             return requestSense(data, length);
@@ -120,12 +139,50 @@ CommandResult Camera::inquiry(const std::uint8_t* cdb, std::size_t cdbLength, st
 CommandResult Camera::requestSense(std::uint8_t* data, std::uint32_t length)
 {
     // A camera that was not told to notify keeps its events to itself.
-    const std::vector<std::uint8_t> sense =
+    std::vector<std::uint8_t> sense =
         m_remoteApi.notifying() ? m_events.nextSense() : EventQueue().nextSense();
+    if (m_spoiler) m_spoiler->spoilSense(sense);
     const std::uint32_t count =
         std::min<std::uint32_t>(length, static_cast<std::uint32_t>(sense.size()));
     std::memcpy(data, sense.data(), count);
-    return {kSuccess, count};
+    CommandResult result{kSuccess, count};
+    spoilTransport(ReplyKind::kSense, data, result);
+    return result;
+}
+
+void Camera::spoilTransport(ReplyKind kind, std::uint8_t* data, CommandResult& result)
+{
+    if (!m_spoiler) return;
+    std::vector<std::uint8_t> previous = m_lastRead;
+    if (kind != ReplyKind::kSense) m_lastRead.assign(data, data + result.transferred);
+    std::optional<TransportSpoil> spoil = m_spoiler->spoilTransport(kind, result.transferred);
+    if (m_spoilOnWire || !spoil) {
+        result.transport = spoil;
+    } else {
+        // In-process there is no header or tag: the count the host is given
+        // and the bytes it finds stand in for them.
+        switch (spoil->spoil) {
+            case SpoilClass::kTruncated:
+                result.transferred = std::min(result.transferred, spoil->bytes);
+                m_port.reset();
+                break;
+            case SpoilClass::kCountsMore:
+                result.transferred += spoil->bytes;
+                break;
+            case SpoilClass::kCountsLess:
+                result.transferred -= std::min(result.transferred, spoil->bytes);
+                break;
+            case SpoilClass::kOtherTag: {
+                const auto count = std::min<std::size_t>(result.transferred, previous.size());
+                std::copy_n(previous.begin(), count, data);
+                result.transferred = static_cast<std::uint32_t>(count);
+                break;
+            }
+            default:  // a stall: some bytes moved, the command never answered
+                result.transferred = std::min(result.transferred, spoil->bytes);
+                result.disposition = Disposition::kSilent;
+        }
+    }
 }
 
 Reply Camera::answer(std::uint32_t type, const std::vector<std::uint8_t>& payload)
@@ -190,6 +247,25 @@ void Camera::overrideNextReply(const ReplyOverride& change)
     m_replyOverride = change;
 }
 
+void Camera::setSpoiler(std::unique_ptr<Spoiler> spoiler, bool onWire)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_spoiler = std::move(spoiler);
+    m_spoilOnWire = onWire;
+}
+
+void Camera::rearmSpoiler()
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    if (m_spoiler) m_spoiler->rearm();
+}
+
+unsigned Camera::spoilsDone() const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_spoiler ? m_spoiler->spoiled() : 0;
+}
+
 void Camera::raiseEvent(std::uint32_t id, const std::vector<std::uint8_t>& parameters)
 {
     raiseEventRecord(eventRecord(id, parameters));
@@ -205,6 +281,12 @@ std::size_t Camera::eventsWaiting() const
 {
     std::lock_guard<std::mutex> guard(m_lock);
     return m_events.waiting();
+}
+
+void Camera::clearEvents()
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_events.clear();
 }
 
 void Camera::injectRapiFault(std::uint32_t request, const RapiFault& fault)
@@ -303,6 +385,13 @@ std::vector<std::uint32_t> Camera::messagesReceived() const
     return m_messages;
 }
 
+void Camera::tapReplies(
+    std::function<void(std::uint8_t opcode, const std::uint8_t* data, std::uint32_t count)> tap)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_tap = std::move(tap);
+}
+
 void Camera::clearRecords()
 {
     std::lock_guard<std::mutex> guard(m_lock);
@@ -310,14 +399,35 @@ void Camera::clearRecords()
     m_messages.clear();
 }
 
-std::shared_ptr<Camera> cameraNamed(const std::string& name)
+namespace {
+
+std::mutex& cameraLock()
 {
     static std::mutex lock;
-    static auto* cameras = new std::map<std::string, std::shared_ptr<Camera>>;
-    std::lock_guard<std::mutex> guard(lock);
-    std::shared_ptr<Camera>& camera = (*cameras)[name];
+    return lock;
+}
+
+// Never destroyed: handles may close after static destruction began.
+std::map<std::string, std::shared_ptr<Camera>>& cameras()
+{
+    static auto* named = new std::map<std::string, std::shared_ptr<Camera>>;
+    return *named;
+}
+
+}  // namespace
+
+std::shared_ptr<Camera> cameraNamed(const std::string& name)
+{
+    std::lock_guard<std::mutex> guard(cameraLock());
+    std::shared_ptr<Camera>& camera = cameras()[name];
     if (!camera) camera = std::make_shared<Camera>();
     return camera;
+}
+
+void forgetCamera(const std::string& name)
+{
+    std::lock_guard<std::mutex> guard(cameraLock());
+    cameras().erase(name);
 }
 
 }  // namespace sim

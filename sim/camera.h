@@ -18,10 +18,12 @@
 #include "sim/release.h"
 #include "sim/remote_api.h"
 #include "sim/settings.h"
+#include "sim/spoiler.h"
 #include "sim/storage.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -36,6 +38,9 @@ struct CommandResult {
     std::uint8_t srbStatus;
     std::uint32_t transferred;
     Disposition disposition = Disposition::kComplete;
+    // A spoil for the transport to apply on the wire (a camera that spoils
+    // on the wire; see setSpoiler).
+    std::optional<TransportSpoil> transport = std::nullopt;
 };
 
 // A command as the camera received it, for tests to inspect. `data` holds
@@ -80,11 +85,20 @@ public:
     void dropOffBus();
     void attach();
     void overrideNextReply(const ReplyOverride& change);
+    // A camera that lies (sim/spoiler.h): the spoiler chooses the replies
+    // to spoil. With `onWire`, transport spoils are left to the transport
+    // (CommandResult::transport); otherwise the camera applies their nearest
+    // in-process equivalent. nullptr ends the lying.
+    void setSpoiler(std::unique_ptr<Spoiler> spoiler, bool onWire);
+    // A new connection of a host: the spoiler plans its next spoil afresh.
+    void rearmSpoiler();
+    unsigned spoilsDone() const;
     // Queues an event for the host's sense reads: a record of the ID and
     // parameters, or a raw record (whatever its length word says).
     void raiseEvent(std::uint32_t id, const std::vector<std::uint8_t>& parameters = {});
     void raiseEventRecord(const std::vector<std::uint8_t>& record);
     std::size_t eventsWaiting() const;
+    void clearEvents();
     // Remote API: one-shot spoiled replies per command code, the size of the
     // benchmark command's data phase, whether event reports are on (notify
     // start turns them on; tests may switch them directly), and every
@@ -118,6 +132,11 @@ public:
     std::vector<ReceivedCommand> received() const;
     // The message types the host sent, in order.
     std::vector<std::uint32_t> messagesReceived() const;
+    // Told the bytes of every reply the host reads and of every sense
+    // answer, as the host receives them (recorders of honest traffic).
+    void tapReplies(
+        std::function<void(std::uint8_t opcode, const std::uint8_t* data, std::uint32_t count)>
+            tap);
     void clearRecords();
 
 private:
@@ -128,6 +147,7 @@ private:
     CommandResult inquiry(const std::uint8_t* cdb, std::size_t cdbLength, std::uint8_t* data,
                           std::uint32_t length);
     Reply answer(std::uint32_t type, const std::vector<std::uint8_t>& payload);
+    void spoilTransport(ReplyKind kind, std::uint8_t* data, CommandResult& result);
 
     mutable std::mutex m_lock;
     CameraOptions m_options;
@@ -142,6 +162,11 @@ private:
     bool m_silent = false;
     bool m_offBus = false;
     std::optional<ReplyOverride> m_replyOverride;
+    std::unique_ptr<Spoiler> m_spoiler;
+    bool m_spoilOnWire = false;
+    ReplyKind m_replyKind = ReplyKind::kHandshake;
+    std::vector<std::uint8_t> m_lastRead;  // another command's reply, for a spoiler
+    std::function<void(std::uint8_t, const std::uint8_t*, std::uint32_t)> m_tap;
     std::vector<ReceivedCommand> m_received;
     std::vector<std::uint32_t> m_messages;  // the types of the messages the host sent
     LinkClock m_link;
@@ -150,5 +175,8 @@ private:
 // The camera of one name in this process, created on first use: every
 // handle of "sim:NAME" reaches it.
 std::shared_ptr<Camera> cameraNamed(const std::string& name);
+// The next use of the name makes a new camera; handles still open keep the
+// old one until they close.
+void forgetCamera(const std::string& name);
 
 }  // namespace sim

@@ -331,6 +331,35 @@ bool holdsPartFile(const fs::path& directory)
     return false;
 }
 
+// A lying camera (dslrsim --misbehave, seeds that hit the case): a listing
+// name that climbs out of -o and a download announced at another length
+// than listed each fail the command with a message, and nothing is written
+// outside the output folder.
+TEST(Dslrctl, LyingCameraNeverDecidesWhereOrWhatIsSaved)
+{
+    struct Case {
+        const char* spoil;
+        const char* seed;
+        const char* says;
+    };
+    const Case cases[] = {
+        {"listing", "11", "would be written outside"},
+        {"announced-length", "1", "announced 0 bytes for a file of"},
+    };
+    for (const Case& test : cases) {
+        const fs::path top = scratchFolder("dslrctl-lies"), out = top / "a" / "b";
+        const std::string port = "unix:/tmp/" + uniqueName("dslrctl") + ".sock";
+        Dslrsim server(port, {"--misbehave", test.spoil, "--seed", test.seed});
+        ASSERT_TRUE(server.ready());
+        const Outcome run = dslrctl({"--port", port, "get-all", "-o", out.string()});
+        EXPECT_EQ(run.status, 1) << run.output;
+        EXPECT_NE(run.output.find(test.says), std::string::npos) << run.output;
+        for (const auto& file : fs::recursive_directory_iterator(top))
+            EXPECT_TRUE(!file.is_regular_file() || file.path().string().rfind(out.string(), 0) == 0)
+                << file.path();
+    }
+}
+
 // Ctrl-C mid-download ends with 130 and nothing on disk, and the camera
 // serves the next command; a dslrsim that goes away is a failure in words.
 TEST(Dslrctl, InterruptedDownloadAndLostCamera)

@@ -51,7 +51,8 @@ TEST(Dslrsim, HelpAndCommandLineErrors)
     const Case cases[] = {
         // clang-format off
         {{"--help"}, 0,
-         {"--listen", "--tcmu", "--model", "--block-size", "--owner", "--clock-offset", "--link", "--help", "unix:", "tcp:"}},
+         {"--listen", "--tcmu", "--model", "--block-size", "--owner", "--clock-offset", "--link", "--misbehave", "--seed", "--help", "unix:", "tcp:"}},
+        {{"--listen", "unix:/tmp/x", "--misbehave", "truncated,lies"}, 2, {"bad classes 'truncated,lies' for --misbehave"}},
         {{}, 2, {"one of --listen ADDRESS and --tcmu NAME is required"}},
         {{"--listen", "unix:/tmp/x", "--tcmu", "cam"}, 2, {"one of --listen ADDRESS and --tcmu NAME"}},
         {{"--tcmu", "user_1/cam"}, 2, {"bad backstore name"}},
@@ -210,6 +211,33 @@ TEST(Dslrsim, ExampleHostSessionRunsAgainstIt)
     for (const char* line : {"the reply announces 0x1000 bytes", "raw data read right after it",
                              "-> 0x020000E7\n", "session complete"})
         EXPECT_NE(output.find(line), std::string::npos) << output;
+}
+
+// A lying camera (--misbehave): the example host, run twice per class and
+// seed, meets the same spoiled reply each time and ends with the same clean
+// status, never a signal. A stall is left out: the host would wait its
+// command's whole time-out.
+TEST(Dslrsim, MisbehavingCameraSpoilsReproducibly)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {"truncated", "2"},   {"counts-more", "2"},  {"counts-less", "2"},
+        {"other-tag", "2"},   {"frame-header", "1"}, {"rapi-header", "1"},
+        {"record-word", "1"}, {"listing", "2"},      {"announced-length", "1"},
+    };
+    for (const auto& [spoil, seed] : cases) {
+        int statuses[2] = {};
+        for (int& status : statuses) {
+            const std::string address = "unix:" + socketPath();
+            Dslrsim camera(address, {"--misbehave", spoil, "--seed", seed});
+            ASSERT_TRUE(camera.ready());
+            ChildProcess host({HOST_SESSION_PATH, address});
+            host.readAll();
+            status = host.wait();
+            EXPECT_EQ(camera.readLine(), std::string("dslrsim: spoiled a reply: ") + spoil);
+            EXPECT_LE(status, 1) << spoil;
+        }
+        EXPECT_EQ(statuses[0], statuses[1]) << spoil;
+    }
 }
 
 }  // namespace

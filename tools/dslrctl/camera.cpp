@@ -1,9 +1,12 @@
 #include "camera.h"
+#include "camera_checks.h"
 
 #include "interrupt.h"
+#include "output.h"
 #include "result_words.h"
 
 #include <algorithm>
+#include <iostream>
 #include <cctype>
 #include <chrono>
 #include <cstring>
@@ -75,9 +78,16 @@ std::uint32_t DSLR_STDCALL Camera::onEvent(std::uint32_t id, void* parameters, s
     auto* camera = reinterpret_cast<Camera*>(context);
     CameraEvent event;
     event.id = id;
-    if (parameters != nullptr && size != 0) {
+    // No event area holds more than its 64 bytes: a larger size is a lie,
+    // and the bytes behind it are not the event's.
+    if (parameters != nullptr && size != 0 && size <= kLongestEventParameters) {
         const auto* bytes = static_cast<const std::uint8_t*>(parameters);
         event.parameters.assign(bytes, bytes + size);
+    }
+    if (size > kLongestEventParameters || !wellFormedEvent(event)) {
+        std::cerr << "dslrctl: a malformed camera event was left out (ID " << hexWord(id) << ", "
+                  << size << " parameter bytes)\n";
+        return 0;
     }
     {
         const std::lock_guard<std::mutex> hold(camera->m_lock);
@@ -133,6 +143,7 @@ std::vector<Entry> Camera::list(const std::string& path, std::uint8_t depth) con
     std::vector<std::uint8_t> request = subtreeRequest(path, depth);
     std::uint32_t length = 0;
     check("baseGetDirs", m_object->baseGetDirs(request.data(), &length));
+    checkListingLength(*this, length);
     std::vector<std::uint8_t> data(length);
     if (length != 0) read(data.data(), length);
     std::vector<Entry> entries;

@@ -1,6 +1,7 @@
 // capture and events: remote release and the camera's notifications.
 
 #include "camera.h"
+#include "camera_checks.h"
 #include "commands.h"
 #include "interrupt.h"
 #include "capture_names.h"
@@ -127,6 +128,7 @@ json downloadHeld(const Camera& camera, const Output& output, const ImageNotice&
                 const std::uint32_t result =
                     camera->baseReleaseControlGetReleasedData(notice.kind, notice.sequence, &length);
                 if (result != vkRN_OK) throw CameraError("fetch " + picture + " from the camera", result);
+                checkAnnouncedLength(camera, picture, length, notice.size);
                 return length;
             },
             target.string(), now, {rules.existing, cardPath.empty()});

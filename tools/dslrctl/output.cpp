@@ -31,12 +31,12 @@ void Output::error(const std::string& line) const { std::cerr << "dslrctl: " << 
 
 void Output::document(const nlohmann::json& value) const
 {
-    if (m_json) std::cout << value.dump(2) << '\n' << std::flush;
+    if (m_json) std::cout << value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n' << std::flush;
 }
 
 void Output::record(const nlohmann::json& value) const
 {
-    if (m_json) std::cout << value.dump() << '\n' << std::flush;
+    if (m_json) std::cout << value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n' << std::flush;
 }
 
 std::string isoTime(std::time_t utc)

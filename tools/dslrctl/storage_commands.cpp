@@ -1,6 +1,7 @@
 // ls, get, get-all, put, rm, mkdir and format: the camera's cards.
 
 #include "camera.h"
+#include "camera_checks.h"
 #include "commands.h"
 #include "file_selection.h"
 #include "progress.h"
@@ -13,6 +14,7 @@
 #include <filesystem>
 #include <cstring>
 #include <iostream>
+#include <stdexcept>
 #ifdef _WIN32
 #include <io.h>
 #else
@@ -82,19 +84,16 @@ std::vector<std::string> volumeRoots(const Camera& camera)
 // A path list of one path: the path, then the empty string that ends it.
 std::string pathList(const std::string& path) { return path + '\0' + '\0'; }
 
-// The host file a card file goes to under `directory`: VOLUME/FOLDERS/NAME.
+// The host file a card file goes to under `directory`: VOLUME/FOLDERS/NAME,
+// never outside it, whatever name the camera gives.
 fs::path hostPathOf(const fs::path& directory, const std::string& path)
 {
-    std::string shown = shownPath(path);
-    const std::size_t colon = shown.find(':');
-    fs::path result = directory / shown.substr(0, colon);
-    std::size_t at = colon + 1;
-    while (at < shown.size()) {
-        const std::size_t end = std::min(shown.find('/', at), shown.size());
-        if (end > at) result /= shown.substr(at, end - at);
-        at = end + 1;
-    }
-    return result;
+    const std::optional<fs::path> target = hostPathUnder(directory, path);
+    if (!target)
+        throw std::runtime_error("the camera names a file " + shownPath(path) +
+                                 " that would be written outside " + directory.string() +
+                                 "; not saved");
+    return *target;
 }
 
 struct Totals {
@@ -120,6 +119,7 @@ json downloadEntry(const Camera& camera, const Output& output, const Entry& entr
         [&] {
             std::uint32_t length = 0;
             Camera::check("baseGetFile", camera->baseGetFile(path.c_str(), &length));
+            checkAnnouncedLength(camera, shownPath(path), length, entry.size);
             return length;
         },
         target.string(), entry.time, rules, job);

@@ -43,6 +43,7 @@ std::string usage()
 {
     return "usage: dslrsim (--listen ADDRESS | --tcmu NAME) [--model ID] [--block-size BYTES] [--owner NAME]\n"
            "               [--clock-offset SECONDS] [--card VOLUME=DIR]... [--link MODEL]\n"
+           "               [--misbehave CLASS[,CLASS...] [--seed N]]\n"
            "\n"
            "Serves one simulated camera over the scsi-sock protocol, or as a kernel\n"
            "SCSI device through the userspace target (docs/linux-sg.md).\n"
@@ -61,6 +62,13 @@ std::string usage()
            "  --link MODEL         s400: each command takes the time an IEEE 1394a S400\n"
            "                       link would (40 MB/s and 100 us per command); none:\n"
            "                       answer at the machine's speed (the default)\n"
+           "  --misbehave CLASSES  spoil one reply on every connection, of one of the\n"
+           "                       classes (comma-separated, or all): truncated,\n"
+           "                       counts-more, counts-less, other-tag, stall,\n"
+           "                       frame-header, rapi-header, announced-length,\n"
+           "                       record-word, listing, sense (docs/dslrsim.md)\n"
+           "  --seed N             chooses which reply and how (default 0): the same\n"
+           "                       seed and host give the same spoils\n"
            "  --help               print this text and exit\n"
            "\n"
            "Numbers are decimal or 0x-hex. SIGINT or SIGTERM ends the server.\n";
@@ -76,7 +84,8 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
         }
         if (option != "--listen" && option != "--tcmu" && option != "--model" &&
             option != "--block-size" && option != "--owner" && option != "--clock-offset" &&
-            option != "--card" && option != "--link") {
+            option != "--card" && option != "--link" && option != "--misbehave" &&
+            option != "--seed") {
             error = "unknown option '" + option + "'";
             return false;
         }
@@ -118,6 +127,16 @@ bool parseCommandLine(int argc, const char* const* argv, Options& options, std::
                 return false;
             }
             options.link = value == "s400" ? sim::LinkModel::kS400 : sim::LinkModel::kInstant;
+        } else if (option == "--misbehave") {
+            if (!sim::parseSpoilClasses(value, options.misbehave)) {
+                error = "bad classes '" + value + "' for --misbehave (dslrsim --help lists them)";
+                return false;
+            }
+        } else if (option == "--seed") {
+            if (!parseNumber(value, options.seed)) {
+                error = "bad number '" + value + "' for --seed";
+                return false;
+            }
         } else if (option == "--clock-offset") {
             if (!parseSeconds(value, options.clockOffset)) {
                 error = "bad number of seconds '" + value + "' for --clock-offset";

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "sim/link_model.h"
+#include "sim/spoiler.h"
 
 #include <cstdint>
 #include <string>
@@ -20,6 +21,10 @@ struct Options {
     // Volumes served from host directories: (volume name, directory).
     std::vector<std::pair<std::string, std::string>> cards;
     sim::LinkModel link = sim::LinkModel::kInstant;
+    // A camera that lies: the classes of reply it spoils, one reply per
+    // connection, chosen by the seed (sim/spoiler.h).
+    std::vector<sim::SpoilClass> misbehave;
+    std::uint32_t seed = 0;
     bool help = false;
 };
 

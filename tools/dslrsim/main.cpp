@@ -93,6 +93,16 @@ int main(int argc, char** argv)
         }
     }
     camera.setStorage(storage);
+    if (!options.misbehave.empty()) {
+        // On a socket the spoils of the transport go on the wire; a kernel
+        // device gets their in-process equivalents.
+        auto spoiler = std::make_unique<sim::Spoiler>(options.misbehave,
+                                                      sim::seededChoices(options.seed), 1);
+        spoiler->onSpoil([](sim::SpoilClass spoil) {
+            std::cout << "dslrsim: spoiled a reply: " << sim::spoilClassName(spoil) << std::endl;
+        });
+        camera.setSpoiler(std::move(spoiler), options.tcmu.empty());
+    }
 
     if (!options.tcmu.empty()) return serveTcmu(camera, options.tcmu, notes, stopSignals);
 

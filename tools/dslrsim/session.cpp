@@ -65,23 +65,65 @@ void swallowUntilClosed(int fd)
     }
 }
 
+// How a reply goes on the wire: the header's count and tag, how many data
+// bytes follow, and whether the connection ends or goes silent after them.
+struct Wire {
+    std::uint32_t counted;
+    std::uint32_t tag;
+    std::size_t sent;  // header and data bytes that go out
+    enum class After { kContinue, kClose, kSilence } after = After::kContinue;
+};
+
+// A spoiled reply (sim/spoiler.h) on the wire.
+Wire wireOf(const scsisock::Request& request, const sim::CommandResult& result, std::size_t count)
+{
+    Wire wire{result.transferred, request.tag, scsisock::kReplySize + count};
+    if (!result.transport) return wire;
+    const std::uint32_t bytes = result.transport->bytes;
+    switch (result.transport->spoil) {
+        case sim::SpoilClass::kTruncated:
+            wire.sent = std::min<std::size_t>(wire.sent, scsisock::kReplySize + bytes);
+            wire.after = Wire::After::kClose;
+            break;
+        case sim::SpoilClass::kCountsMore:
+            wire.counted += bytes;
+            break;
+        case sim::SpoilClass::kCountsLess:
+            wire.counted -= std::min(wire.counted, bytes);
+            break;
+        case sim::SpoilClass::kOtherTag:
+            wire.tag += bytes;
+            break;
+        default:
+            wire.sent = std::min<std::size_t>(wire.sent, bytes);
+            wire.after = Wire::After::kSilence;
+    }
+    return wire;
+}
+
+// False when the connection is to end.
 bool sendReply(int fd, const scsisock::Request& request, const sim::CommandResult& result,
                const std::vector<std::uint8_t>& data)
 {
+    const std::size_t count = request.direction == scsisock::kDataIn ? result.transferred : 0;
+    const Wire wire = wireOf(request, result, count);
     scsisock::Reply reply;
-    reply.tag = request.tag;
+    reply.tag = wire.tag;
     reply.srbStatus = result.srbStatus;
-    reply.transferred = result.transferred;
+    reply.transferred = wire.counted;
     std::uint8_t header[scsisock::kReplySize];
     scsisock::encode(reply, header);
-    const std::size_t count = request.direction == scsisock::kDataIn ? result.transferred : 0;
-    return sendAll(fd, header, sizeof(header), data.data(), count);
+    const std::size_t headPart = std::min<std::size_t>(wire.sent, sizeof(header));
+    if (!sendAll(fd, header, headPart, data.data(), wire.sent - headPart)) return false;
+    if (wire.after == Wire::After::kSilence) swallowUntilClosed(fd);
+    return wire.after == Wire::After::kContinue;
 }
 
 }  // namespace
 
 void serveSession(int fd, sim::Camera& camera)
 {
+    camera.rearmSpoiler();  // a lying camera spoils something on every connection
     std::vector<std::uint8_t> data;  // one command's data; its room kept for the next
     for (;;) {
         std::uint8_t header[scsisock::kRequestSize];
