@@ -52,8 +52,7 @@ fs::path CaptureNames::next(const PictureFacts& facts, std::uint32_t shot)
         ++number;
     m_number = number;
     m_shot = shot;
-    const fs::path path = m_directory / expand(pattern, facts, number);
-    return path;
+    return m_directory / expand(pattern, facts, number);
 }
 
 std::string CaptureNames::expand(const std::string& pattern, const PictureFacts& facts,
