@@ -35,7 +35,8 @@ expect set          dslrctl config ''
 expect white-balance dslrctl config get wh
 expect raw+jpeg     dslrctl config set file-format ''
 expect 3000         dslrctl config set white-balance 30
-expect 0x60         dslrctl config set iso ''
+expect 400          dslrctl config set iso ''
+expect f/5.6        dslrctl config set aperture f/5
 expect ATA01:/DCIM/100VELOR/IMG_0001.JPG dslrctl --port sim:demo get ''
 expect ATA01        dslrctl format ''
 expect -            dslrctl --count ''

@@ -24,8 +24,10 @@ _dslrctl_camera_paths() {
 
 _dslrctl_setting_values() {  # NAME
     local values=${_dslrctl_setting_values[$1]:-}
+    # Values only the camera knows come from config list; ISO speeds are
+    # shown as "ISO 400, ..." and typed as 400.
     [ -z "$values" ] && values=$(_dslrctl_camera config list |
-        awk -v name="$1" '$1 == name { found = 1; next } found { sub(/^ *accepts: /, ""); print; exit }')
+        awk -v name="$1" '$1 == name { found = 1; next } found { sub(/^ *accepts: /, ""); gsub(/ISO |,/, ""); print; exit }')
     COMPREPLY=($(compgen -W "$values" -- "$cur"))
 }
 
