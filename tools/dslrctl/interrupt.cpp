@@ -17,8 +17,10 @@ namespace dslrctl {
 namespace {
 
 volatile std::sig_atomic_t g_interrupted = 0;
+#ifndef _WIN32
 // The handler's only other act: one byte to the watcher below.
 int g_wakeWatcher = -1;
+#endif
 
 // A transfer that is moving sees the flag between blocks and ends cleanly,
 // with the camera told (transfer reset). Only a command still blocked after
