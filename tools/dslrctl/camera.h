@@ -32,6 +32,14 @@ struct CameraEvent {
     std::vector<std::uint8_t> parameters;
 };
 
+// The event IDs dslrctl acts on.
+constexpr std::uint32_t kEventJpegHeld = 8;
+constexpr std::uint32_t kEventNumbers = 10;
+constexpr std::uint32_t kEventRawHeld = 12;
+constexpr std::uint32_t kEventNumber = 14;
+constexpr std::uint32_t kEventStored = 16;
+constexpr std::uint32_t kEventLost = 0x0004000D;
+
 struct Volume {
     std::string name;
     std::uint32_t freeKiB = 0;

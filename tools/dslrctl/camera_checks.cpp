@@ -11,13 +11,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::uint32_t kEventJpegHeld = 8;
-constexpr std::uint32_t kEventNumbers = 10;
-constexpr std::uint32_t kEventNumber = 14;
-constexpr std::uint32_t kEventRawHeld = 12;
-constexpr std::uint32_t kEventStored = 16;
-constexpr std::uint32_t kEventLost = 0x0004000D;
-
 // A part that names one entry inside its folder and nothing else.
 bool plainPart(const std::string& part)
 {

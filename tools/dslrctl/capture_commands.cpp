@@ -20,10 +20,6 @@ using nlohmann::json;
 
 namespace {
 
-constexpr std::uint32_t kEventJpegHeld = 8;
-constexpr std::uint32_t kEventRawHeld = 12;
-constexpr std::uint32_t kEventStored = 16;
-constexpr std::uint32_t kEventLost = 0x0004000D;
 // The camera is polled once a second; an image takes a moment to encode.
 constexpr int kImageWaitMs = 20000;
 
