@@ -91,9 +91,9 @@ check "dslrctl info the same as on sim:" cmp /tmp/info.sim /tmp/info.sg.noclock
 cat /tmp/info.sg
 
 check "host example (connect, settings, listing, downloads, close)" host_session $sg
-check "settings round trip: set" dslrctl --port $sg config set iso 0x60
+check "settings round trip: set" dslrctl --port $sg config set iso 800
 check "settings round trip: read back by a new connection" \
-  sh -c "dslrctl --port $sg config get iso | grep -qx 'iso = 0x60'"
+  sh -c "dslrctl --port $sg config get iso | grep -qx 'iso = ISO 800 (0x60)'"
 
 mkdir -p /tmp/sg /tmp/sim /tmp/back
 check "download" dslrctl --port $sg get ATA01:/DCIM/100VELOR/IMG_0001.JPG -o /tmp/sg
