@@ -1,7 +1,9 @@
 #include "capture_names.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <ctime>
 #include <utility>
 
 namespace dslrctl {
@@ -71,15 +73,13 @@ std::string CaptureNames::expand(const std::string& pattern, const PictureFacts&
         }
         std::size_t field = at + 1;
         int width = 0;
+        // A number's width is capped: the name has a folder's limits anyway,
+        // and a long run of digits must not overflow the count.
         while (field < pattern.size() &&
                std::isdigit(static_cast<unsigned char>(pattern[field])) != 0)
-            width = width * 10 + (pattern[field++] - '0');
+            width = std::min(width * 10 + (pattern[field++] - '0'), 20);
         const char code = field < pattern.size() ? pattern[field] : '\0';
         char text[32];
-        const auto two = [&](int value) {
-            std::snprintf(text, sizeof(text), "%02d", value);
-            return std::string(text);
-        };
         switch (code) {
             case 'n':
                 std::snprintf(text, sizeof(text), "%0*u", width, number);
@@ -89,23 +89,17 @@ std::string CaptureNames::expand(const std::string& pattern, const PictureFacts&
                 name += extension;
                 break;
             case 'Y':
-                name += std::to_string(when.tm_year + 1900);
-                break;
             case 'm':
-                name += two(when.tm_mon + 1);
-                break;
             case 'd':
-                name += two(when.tm_mday);
-                break;
             case 'H':
-                name += two(when.tm_hour);
-                break;
             case 'M':
-                name += two(when.tm_min);
+            case 'S': {
+                // The picture's time fields mean what they mean to strftime.
+                const char format[] = {'%', code, '\0'};
+                std::strftime(text, sizeof(text), format, &when);
+                name += text;
                 break;
-            case 'S':
-                name += two(when.tm_sec);
-                break;
+            }
             case '%':
                 name += '%';
                 break;
